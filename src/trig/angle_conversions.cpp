@@ -1,0 +1,58 @@
+// Conversions between degrees, milli-degrees and radians. Fixed scales: the
+// angle unit plays no part here.
+#include "componentwise.h"
+
+namespace {
+
+using namespace kav;
+using namespace kav::trig;
+
+// Within one turn either way, both ends included. Ints: one unsigned test.
+bool within_turn(int32_t v, int32_t bound) {
+    return uint32_t(v) + uint32_t(bound) <= 2u * uint32_t(bound);
+}
+
+// Floating values: two tests, which a NaN fails both, so it passes through.
+template <class T>
+bool within_turn(T v, T bound) {
+    if (v < -bound) return false;
+    if (v > bound) return false;
+    return true;
+}
+
+// An angle beyond one turn either way becomes 0: it is not wrapped, clamped
+// or reported. Intended.
+struct DegreesToMillidegrees {
+    template <class T>
+    T operator()(T v) const {
+        return within_turn(v, T(360)) ? v * T(1000) : T(0);
+    }
+};
+
+// A true division, truncating toward zero for ints (-1999 gives -1).
+struct MillidegreesToDegrees {
+    template <class T>
+    T operator()(T v) const {
+        return within_turn(v, T(360000)) ? v / T(1000) : T(0);
+    }
+};
+
+// A plain product carried at extended precision and rounded once; no range test.
+struct Scale {
+    double factor;
+    template <class T>
+    T operator()(T v) const {
+        return static_cast<T>(static_cast<long double>(v) * factor);
+    }
+};
+constexpr Scale DEGREES_TO_RADIANS{0.017453292519943295};
+constexpr Scale RADIANS_TO_DEGREES{57.29577951308232};
+
+}  // namespace
+
+KAV_INT_ROUTINES(KAV_degtomilI, degtomil, unary, DegreesToMillidegrees{})
+KAV_FLOATING_ROUTINES(degtomil, unary, DegreesToMillidegrees{})
+KAV_INT_ROUTINES(KAV_miltodegI, miltodeg, unary, MillidegreesToDegrees{})
+KAV_FLOATING_ROUTINES(miltodeg, unary, MillidegreesToDegrees{})
+KAV_FLOATING_ROUTINES(degtorad, unary, DEGREES_TO_RADIANS)
+KAV_FLOATING_ROUTINES(radtodeg, unary, RADIANS_TO_DEGREES)

@@ -1,0 +1,161 @@
+// Integer trigonometry: angles in milli-degrees (a half turn is 180000),
+// sines, cosines, tangents and the arguments of the inverse functions in
+// thousandths. The angle unit plays no part here.
+//
+// sin, cos, asin and acos are a reduction and one table read; tan, atan and
+// atan2 call the library and scale.
+#include <cmath>
+
+#include "componentwise.h"
+
+namespace {
+
+using namespace kav;
+using namespace kav::trig;
+
+constexpr int32_t QUARTER_TURN = KAV_QUARTER_TURN;
+constexpr int32_t HALF_TURN = 2 * QUARTER_TURN;
+constexpr int32_t FULL_TURN = 4 * QUARTER_TURN;
+
+// a modulo a full turn, into the turn that starts at `lowest`: what stepping
+// by whole turns gives, in one step and without overflow.
+int32_t wrap_turn(int32_t a, int32_t lowest) {
+    int64_t r = (int64_t{a} - lowest) % FULL_TURN;
+    if (r < 0) r += FULL_TURN;
+    return static_cast<int32_t>(r + lowest);
+}
+
+// sin and cos reduce into 0..359999.
+int32_t turn_angle(int32_t a) { return wrap_turn(a, 0); }
+
+// tan reduces into -179999..180000, so both half turns end as +180000.
+int32_t tangent_angle(int32_t a) { return wrap_turn(a, 1 - HALF_TURN); }
+
+// A double library result rounded to single first, then scaled at extended
+// precision and truncated. The rounding to single moves some results by one
+// and is intended.
+int32_t via_single(double x, long double scale) {
+    return to_int(static_cast<long double>(static_cast<float>(strict(x))) * scale);
+}
+
+// The vector sin, cos and tan store the reduced angles back into the
+// caller's argument, so the caller's variable holds them afterwards. Intended.
+template <class V, class Reduce>
+V reduce_in_place(Reduce reduce) {
+    const Place<V> arg = pop_place<V>();
+    const V reduced = each(arg.load(), reduce);
+    arg.store(reduced);
+    return reduced;
+}
+
+// ---- sin, cos -------------------------------------------------------------
+
+// A quarter-wave table unfolded over the turn.
+struct Wave {
+    const int32_t *table;
+    int32_t second_sign;  // sine +1, cosine -1; the fourth quadrant has the
+                          // other sign, the third is always negative
+};
+const Wave SINE{sin_tab, 1};
+const Wave COSINE{cos_tab, -1};
+
+int32_t wave_at(const Wave &w, int32_t r) {
+    if (r <= QUARTER_TURN) return w.table[r];
+    if (r <= HALF_TURN) return w.second_sign * w.table[HALF_TURN - r];
+    if (r <= HALF_TURN + QUARTER_TURN) return -w.table[r - HALF_TURN];
+    return -w.second_sign * w.table[FULL_TURN - r];
+}
+
+template <class V>
+void wave_form(const Wave &w) {
+    const auto value = [&](int32_t r) { return wave_at(w, r); };
+    if constexpr (is_scalar<V>) {
+        ret(value(turn_angle(pop<int32_t>())));
+    } else {
+        // Each vector component keeps the last of its quadrant tests: the
+        // third-quadrant value up to 270000, the fourth above. From 180000 on
+        // that is the scalar value; below 180000 it would read before the
+        // table, and there the component takes the scalar value instead. Our
+        // choice: vector and scalar forms agree at every angle.
+        ret(each(reduce_in_place<V>(turn_angle), value));
+    }
+}
+
+// ---- tan ------------------------------------------------------------------
+
+// The tangent scaled by 1000 at a reduced angle; -90 degrees gives the int
+// minimum without a library call.
+int32_t tangent_at(int32_t r) {
+    if (r == -QUARTER_TURN) return INT_INDEFINITE;
+    const double x = static_cast<double>(static_cast<long double>(r) / MILLIDEG_PER_RAD);
+    return via_single(std::tan(x), 1000.0L);
+}
+
+template <class V>
+void tangent_form() {
+    if constexpr (is_scalar<V>) {
+        const int32_t r = tangent_angle(pop<int32_t>());
+        // The scalar form saturates +90 degrees to the int maximum.
+        ret(r == QUARTER_TURN ? INT32_MAX : tangent_at(r));
+    } else {
+        // The vector forms compute the tangent at +90 degrees as well (about
+        // -1.18e10, scaled out of the int range), so it gives -2147483648
+        // like -90 degrees. Intended.
+        ret(each(reduce_in_place<V>(tangent_angle), tangent_at));
+    }
+}
+
+// ---- asin, acos -----------------------------------------------------------
+
+struct Arc {
+    const int32_t *table;  // indexed by the sine value plus 1000
+    const char *name;      // as the script user sees it in the error
+};
+const Arc ARCSINE{asin_tab, "ASIN"};
+const Arc ARCCOSINE{acos_tab, "ACOS"};
+
+// -1000..1000, tested as one unsigned comparison.
+bool is_sine_value(int32_t s) { return uint32_t(s) + 1000u <= 2000u; }
+
+// The first component outside -1000..1000 raises error 171 once and ends the
+// call: a scalar answers -2147483648, a vector all zeros.
+template <class V>
+void arc_form(const Arc &arc) {
+    V x = pop<V>();
+    for (int i = 0; i < components<V>::count; ++i) {
+        int32_t &c = components<V>::at(x, i);
+        if (!is_sine_value(c)) {
+            raise_domain_error(arc.name, c);
+            if constexpr (is_scalar<V>)
+                ret(INT_INDEFINITE);
+            else
+                ret(V{});
+            return;
+        }
+        c = arc.table[c + 1000];
+    }
+    ret(x);
+}
+
+// ---- atan, atan2 ----------------------------------------------------------
+
+// The tangent in thousandths to milli-degrees.
+int32_t arctangent(int32_t t) {
+    const double x = static_cast<double>(static_cast<long double>(t) / 1000.0L);
+    return via_single(std::atan(x), MILLIDEG_PER_RAD);
+}
+
+// Only the ratio and the signs of a and b matter; atan2(0, 0) is 0.
+int32_t arctangent2(int32_t a, int32_t b) {
+    return via_single(std::atan2(double(a), double(b)), MILLIDEG_PER_RAD);
+}
+
+}  // namespace
+
+KAV_INT_ROUTINES(KAV_sin, sin, wave_form, SINE)
+KAV_INT_ROUTINES(KAV_cos, cos, wave_form, COSINE)
+KAV_INT_ROUTINES(KAV_tan, tan, tangent_form)
+KAV_INT_ROUTINES(KAV_asin, asin, arc_form, ARCSINE)
+KAV_INT_ROUTINES(KAV_acos, acos, arc_form, ARCCOSINE)
+KAV_INT_ROUTINES(KAV_atan, atan, unary, arctangent)
+KAV_INT_ROUTINES(KAV_atan2, atan2, binary, arctangent2)

@@ -19,13 +19,14 @@ using namespace kav::host;
 constexpr const char *kLibName = "libKAV_mod_math.so.1";
 
 const char kUsage[] =
-    "usage: kavmath [--lib PATH] [--bits] EXPR...   evaluate, one line each\n"
+    "usage: kavmath [--lib PATH] [--bits] [--echo] EXPR...   evaluate, one line each\n"
     "       kavmath [--lib PATH] [--bits]           read expressions from stdin\n"
     "       kavmath [--lib PATH] --list [PATTERN]   list rows (substring or glob)\n"
     "       kavmath [--lib PATH] [--bits] --check FILE...   run .kvt vectors\n"
     "\n"
     "  EXPR      sin(30000), v = vec2(1, 0.5f), modf(2.75f, &v), f32(0x40490fd8)\n"
     "  --bits    show the raw bits of floating values\n"
+    "  --echo    print each expression, as 'kav> EXPR', before its value\n"
     "  --lib     the module to load; default $KAVMATH_LIB, then next to kavmath,\n"
     "            ../src, ../lib, then the library search path\n";
 
@@ -76,7 +77,9 @@ int list_rows(const Module &m, const std::string &pattern) {
 }
 
 // Evaluates one line and prints its value, violations and error.
-Outcome evaluate(Session &s, const std::string &line, bool bits) {
+Outcome evaluate(Session &s, const std::string &line, bool bits, bool echo) {
+    if (echo)
+        std::printf("kav> %s\n", line.c_str());
     Outcome o = s.eval(line);
     if (o.value.kind != Value::Kind::None)
         std::printf("%s%s\n", format_value(o.value, bits).c_str(), format_raised(o.raised).c_str());
@@ -87,7 +90,7 @@ Outcome evaluate(Session &s, const std::string &line, bool bits) {
     return o;
 }
 
-int interactive(Session &s, bool bits) {
+int interactive(Session &s, bool bits, bool echo) {
     bool tty = isatty(STDIN_FILENO);
     bool all_ok = true;
     std::string line;
@@ -104,7 +107,7 @@ int interactive(Session &s, bool bits) {
         line = line.substr(first);
         if (line.rfind(":quit", 0) == 0)
             break;
-        all_ok = evaluate(s, line, bits).ok() && all_ok;
+        all_ok = evaluate(s, line, bits, echo && !tty).ok() && all_ok;
     }
     if (tty && std::cin.eof())
         std::printf("\n");
@@ -112,7 +115,7 @@ int interactive(Session &s, bool bits) {
 }
 
 int run(int argc, char **argv) {
-    bool bits = false, list = false, check = false, options = true;
+    bool bits = false, echo = false, list = false, check = false, options = true;
     std::string lib;
     std::vector<std::string> operands;
     for (int i = 1; i < argc; ++i) {
@@ -123,6 +126,8 @@ int run(int argc, char **argv) {
             options = false;
         } else if (a == "--bits") {
             bits = true;
+        } else if (a == "--echo") {
+            echo = true;
         } else if (a == "--list") {
             list = true;
         } else if (a == "--check") {
@@ -172,10 +177,10 @@ int run(int argc, char **argv) {
     Session session(*module);
     faulty = report_violations("init: ", session.reset().violations) || faulty;
     if (operands.empty())
-        return interactive(session, bits) != 0 || faulty ? 1 : 0;
+        return interactive(session, bits, echo) != 0 || faulty ? 1 : 0;
     // Later expressions may need what an erroneous one would have assigned.
     for (const std::string &expr : operands) {
-        Outcome o = evaluate(session, expr, bits);
+        Outcome o = evaluate(session, expr, bits, echo);
         if (!o.error.empty())
             return 1;
         faulty = faulty || !o.violations.empty();

@@ -1,12 +1,13 @@
 // exp and exp2 over floats, doubles and their vectors.
 #include <cmath>
 
-#include "elementwise.h"
+#include "frame/componentwise.h"
+#include "ln2.h"
 
 namespace {
 
-using kav::exponential::LN2_DOUBLE;
-using kav::exponential::LN2_SINGLE;
+using kav::LN2_DOUBLE;
+using kav::LN2_SINGLE;
 
 // e to the x; the float forms run in double too.
 struct Exp {
@@ -22,9 +23,9 @@ struct Exp2 {
 
 }  // namespace
 
-KAV_UNARY_FORMS(exp, Exp)
+KAV_FLOATING_ROUTINES(exp, kav::unary, Exp{})
 
 // The float-vector exp2 routines are exported but no row binds them: the
 // table sends "exp2" of a float vector to the exp routines, so scripts get e
 // to the x there. Intended.
-KAV_UNARY_FORMS(exp2, Exp2)
+KAV_FLOATING_ROUTINES(exp2, kav::unary, Exp2{})

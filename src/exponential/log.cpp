@@ -2,12 +2,13 @@
 // their vectors.
 #include <cmath>
 
-#include "elementwise.h"
+#include "frame/componentwise.h"
+#include "ln2.h"
 
 namespace {
 
-using kav::exponential::LN2_DOUBLE;
-using kav::exponential::LN2_SINGLE;
+using kav::LN2_DOUBLE;
+using kav::LN2_SINGLE;
 
 // The natural logarithm: float forms in single precision (logf), unlike exp.
 struct Log {
@@ -46,7 +47,8 @@ struct LogBase {
 
 }  // namespace
 
-KAV_UNARY_FORMS(log, Log)
-KAV_BINARY_FORMS(logb, LogBase)
-KAV_UNARY_FORMS(log2, Log2)
-KAV_UNARY_FORMS(log10, Log10)
+KAV_FLOATING_ROUTINES(log, kav::unary, Log{})
+KAV_FLOATING_ROUTINES(logb, kav::binary, LogBase{})
+KAV_VECTOR_SCALAR_ROUTINES(logb, kav::binary, LogBase{})
+KAV_FLOATING_ROUTINES(log2, kav::unary, Log2{})
+KAV_FLOATING_ROUTINES(log10, kav::unary, Log10{})

@@ -1,7 +1,7 @@
 // pow over ints, floats, doubles and their vectors.
 #include <cmath>
 
-#include "elementwise.h"
+#include "frame/componentwise.h"
 
 namespace {
 
@@ -29,12 +29,13 @@ struct IntPow {
 
 }  // namespace
 
-KAV_ROUTINE(KAV_pow) { kav::exponential::binary<int32_t, int32_t, IntPow>(); }
+KAV_ROUTINE(KAV_pow) { kav::binary<int32_t>(IntPow{}); }
 
 // The int exponent converted to double.
-KAV_ROUTINE(KAV_powDI) { kav::exponential::binary<double, int32_t, Pow>(); }
+KAV_ROUTINE(KAV_powDI) { kav::binary<double, int32_t>(Pow{}); }
 
 // The (dvecN,D) routines are also what the table binds to "pow" of a float
 // vector and a double: they read that argument as a dvecN and return one.
 // Intended.
-KAV_BINARY_FORMS(pow, Pow)
+KAV_FLOATING_ROUTINES(pow, kav::binary, Pow{})
+KAV_VECTOR_SCALAR_ROUTINES(pow, kav::binary, Pow{})

@@ -2,7 +2,9 @@
 // doubles and their vectors.
 #include <cmath>
 
-#include "elementwise.h"
+#include <type_traits>
+
+#include "frame/componentwise.h"
 
 namespace {
 
@@ -21,9 +23,13 @@ struct InverseSqrt {
 
 // The float scalar form takes the double root, although its vector forms
 // take the single one: intended.
-struct InverseSqrtWithDoubleRoot {
-    double operator()(double x) const { return InverseSqrt{}(x); }
-};
+template <class V>
+void inverse_sqrt_form() {
+    if constexpr (std::is_same_v<V, float>)
+        kav::unary<float>([](double x) { return InverseSqrt{}(x); });
+    else
+        kav::unary<V>(InverseSqrt{});
+}
 
 // The integer part of the root of |x|.
 struct IntSqrt {
@@ -41,9 +47,6 @@ struct IntSqrt {
 
 }  // namespace
 
-KAV_ROUTINE(KAV_sqrt) { kav::exponential::unary<int32_t, IntSqrt>(); }
-KAV_UNARY_FORMS(sqrt, Sqrt)
-
-KAV_ROUTINE(KAV_inversesqrtF) { kav::exponential::unary<float, InverseSqrtWithDoubleRoot>(); }
-KAV_ROUTINE(KAV_inversesqrtD) { kav::exponential::unary<double, InverseSqrt>(); }
-KAV_UNARY_VECTOR_FORMS(inversesqrt, InverseSqrt)
+KAV_ROUTINE(KAV_sqrt) { kav::unary<int32_t>(IntSqrt{}); }
+KAV_FLOATING_ROUTINES(sqrt, kav::unary, Sqrt{})
+KAV_FLOATING_ROUTINES(inversesqrt, inverse_sqrt_form)

@@ -1,11 +1,10 @@
 // Conversions between degrees, milli-degrees and radians. Fixed scales: the
 // angle unit plays no part here.
-#include "componentwise.h"
+#include "frame/componentwise.h"
 
 namespace {
 
 using namespace kav;
-using namespace kav::trig;
 
 // Within one turn either way, both ends included. Ints: one unsigned test.
 bool within_turn(int32_t v, int32_t bound) {

@@ -7,12 +7,11 @@
 #include <cmath>
 #include <type_traits>
 
-#include "componentwise.h"
+#include "frame/componentwise.h"
 
 namespace {
 
 using namespace kav;
-using namespace kav::trig;
 
 enum class Unit { Millidegree, Radian };
 
@@ -125,15 +124,6 @@ void binary_in_unit(const Rule &rule) {
     ret(each(a, b, [&](auto p, auto q) { return rule(p, q, unit); }));
 }
 
-// hypot(T(vecN),F): every component against the one scalar, which is popped
-// first.
-template <class V>
-void hypot_with_scalar() {
-    const auto s = pop<component_t<V>>();
-    const V v = pop<V>();
-    ret(each(v, [&](auto c) { return Hypot{}(c, s); }));
-}
-
 }  // namespace
 
 KAV_FLOATING_ROUTINES(sin, unary_in_unit, SIN)
@@ -148,9 +138,5 @@ KAV_FLOATING_ROUTINES(cosh, unary, COSH)
 KAV_FLOATING_ROUTINES(tanh, unary, TANH)
 KAV_FLOATING_ROUTINES(hypot, binary, Hypot{})
 
-KAV_ROUTINE(KAV_hypot_vec2F) { hypot_with_scalar<vec2>(); }
-KAV_ROUTINE(KAV_hypot_vec3F) { hypot_with_scalar<vec3>(); }
-KAV_ROUTINE(KAV_hypot_vec4F) { hypot_with_scalar<vec4>(); }
-KAV_ROUTINE(KAV_hypot_dvec2D) { hypot_with_scalar<dvec2>(); }
-KAV_ROUTINE(KAV_hypot_dvec3D) { hypot_with_scalar<dvec3>(); }
-KAV_ROUTINE(KAV_hypot_dvec4D) { hypot_with_scalar<dvec4>(); }
+// hypot(T(vecN),F): every component against the one scalar.
+KAV_VECTOR_SCALAR_ROUTINES(hypot, binary, Hypot{})

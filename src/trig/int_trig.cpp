@@ -6,12 +6,11 @@
 // atan2 call the library and scale.
 #include <cmath>
 
-#include "componentwise.h"
+#include "frame/componentwise.h"
 
 namespace {
 
 using namespace kav;
-using namespace kav::trig;
 
 constexpr int32_t QUARTER_TURN = KAV_QUARTER_TURN;
 constexpr int32_t HALF_TURN = 2 * QUARTER_TURN;

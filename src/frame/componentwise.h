@@ -1,0 +1,132 @@
+// Component-wise application of a scalar rule, and the routine sets of a
+// family generated from one form template.
+//
+// A value of type V is a scalar (int32_t, float, double) or a vec<T, N>; a
+// scalar counts as one component. A family writes its scalar rule once and
+// instantiates the int / float / double and 2- / 3- / 4-component routines
+// from it: KAV_FLOATING_ROUTINES(sqrt, unary, Sqrt{}) defines KAV_sqrtF,
+// KAV_sqrt_vec2 .. KAV_sqrt_dvec4, each one form<V>(rule).
+#ifndef KAV_FRAME_COMPONENTWISE_H
+#define KAV_FRAME_COMPONENTWISE_H
+
+#include <type_traits>
+
+#include "frame.h"
+
+namespace kav {
+
+template <class V>
+struct components {
+    using type = V;
+    static constexpr int count = 1;
+    static type &at(V &x, int) { return x; }
+};
+template <class T, int N>
+struct components<vec<T, N>> {
+    using type = T;
+    static constexpr int count = N;
+    static type &at(vec<T, N> &v, int i) { return v[i]; }
+};
+
+// The component type of V: V itself for a scalar.
+template <class V>
+using component_t = typename components<V>::type;
+
+template <class V>
+inline constexpr bool is_scalar = components<V>::count == 1;
+
+// A value held exactly in its own type. On i386 the library returns floating
+// results in an x87 register that may carry extra precision; the store drops
+// it, so both targets go on with the same value.
+template <class T>
+T strict(T x) {
+    volatile T held = x;
+    return held;
+}
+
+// The rule's result, taken at the rule's own type and then rounded once to
+// the component type.
+template <class C, class R>
+C component_result(R r) {
+    return static_cast<C>(strict(r));
+}
+
+// rule applied to each component in the order x, y, z, w.
+template <class V, class Rule>
+V each(V x, const Rule &rule) {
+    using C = component_t<V>;
+    for (int i = 0; i < components<V>::count; ++i)
+        components<V>::at(x, i) = component_result<C>(rule(components<V>::at(x, i)));
+    return x;
+}
+
+// rule applied to each pair of components: (a.x, b.x), (a.y, b.y), ...
+template <class V, class Rule>
+V each(V a, V b, const Rule &rule) {
+    using C = component_t<V>;
+    for (int i = 0; i < components<V>::count; ++i)
+        components<V>::at(a, i) =
+            component_result<C>(rule(components<V>::at(a, i), components<V>::at(b, i)));
+    return a;
+}
+
+// rule applied to each component with the one value s. A rule may prepare s
+// once for the whole value through rule.with(s).
+template <class V, class S, class Rule>
+V each_with(V a, S s, const Rule &rule) {
+    if constexpr (requires { rule.with(s); })
+        return each(a, rule.with(s));
+    else
+        return each(a, [&](auto c) { return rule(c, s); });
+}
+
+// One argument; the result has its type.
+template <class V, class Rule>
+void unary(const Rule &rule) {
+    ret(each(pop<V>(), rule));
+}
+
+// Two arguments, the second popped first; the result has the first's type.
+// Two values of one type pair their components; otherwise every component of
+// the first meets the one second value.
+template <class A, class B = A, class Rule>
+void binary(const Rule &rule) {
+    const B b = pop<B>();
+    const A a = pop<A>();
+    if constexpr (std::is_same_v<A, B>)
+        ret(each(a, b, rule));
+    else
+        ret(each_with(a, b, rule));
+}
+
+}  // namespace kav
+
+// The int and ivec2..ivec4 routines of a family, each form<V>(args...).
+#define KAV_INT_ROUTINES(int_routine, name, form, ...)                      \
+    KAV_ROUTINE(int_routine) { form<int32_t>(__VA_ARGS__); }                \
+    KAV_ROUTINE(KAV_##name##_ivec2) { form<kav::ivec2>(__VA_ARGS__); }      \
+    KAV_ROUTINE(KAV_##name##_ivec3) { form<kav::ivec3>(__VA_ARGS__); }      \
+    KAV_ROUTINE(KAV_##name##_ivec4) { form<kav::ivec4>(__VA_ARGS__); }
+
+// The F, vec2..vec4, D and dvec2..dvec4 routines of a family.
+#define KAV_FLOATING_ROUTINES(name, form, ...)                              \
+    KAV_ROUTINE(KAV_##name##F) { form<float>(__VA_ARGS__); }                \
+    KAV_ROUTINE(KAV_##name##_vec2) { form<kav::vec2>(__VA_ARGS__); }        \
+    KAV_ROUTINE(KAV_##name##_vec3) { form<kav::vec3>(__VA_ARGS__); }        \
+    KAV_ROUTINE(KAV_##name##_vec4) { form<kav::vec4>(__VA_ARGS__); }        \
+    KAV_ROUTINE(KAV_##name##D) { form<double>(__VA_ARGS__); }               \
+    KAV_ROUTINE(KAV_##name##_dvec2) { form<kav::dvec2>(__VA_ARGS__); }      \
+    KAV_ROUTINE(KAV_##name##_dvec3) { form<kav::dvec3>(__VA_ARGS__); }      \
+    KAV_ROUTINE(KAV_##name##_dvec4) { form<kav::dvec4>(__VA_ARGS__); }
+
+// The vecN-with-F and dvecN-with-D routines of a family,
+// form<vector, scalar>(args...).
+#define KAV_VECTOR_SCALAR_ROUTINES(name, form, ...)                                 \
+    KAV_ROUTINE(KAV_##name##_vec2F) { form<kav::vec2, float>(__VA_ARGS__); }        \
+    KAV_ROUTINE(KAV_##name##_vec3F) { form<kav::vec3, float>(__VA_ARGS__); }        \
+    KAV_ROUTINE(KAV_##name##_vec4F) { form<kav::vec4, float>(__VA_ARGS__); }        \
+    KAV_ROUTINE(KAV_##name##_dvec2D) { form<kav::dvec2, double>(__VA_ARGS__); }     \
+    KAV_ROUTINE(KAV_##name##_dvec3D) { form<kav::dvec3, double>(__VA_ARGS__); }     \
+    KAV_ROUTINE(KAV_##name##_dvec4D) { form<kav::dvec4, double>(__VA_ARGS__); }
+
+#endif  // KAV_FRAME_COMPONENTWISE_H

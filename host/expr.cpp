@@ -618,8 +618,11 @@ private:
         if (found.size() == 1)
             return found[0];
         std::string call = name + "(";
-        for (std::size_t i = 0; i < args.size(); ++i)
-            call += (i ? "," : "") + describe(args[i]);
+        for (std::size_t i = 0; i < args.size(); ++i) {
+            if (i)
+                call += ",";
+            call += describe(args[i]);
+        }
         call += ")";
         const std::vector<const Row *> &list = found.empty() ? rows : found;
         std::string candidates;

@@ -48,7 +48,10 @@ T strict(T x) {
 // the component type.
 template <class C, class R>
 C component_result(R r) {
-    return static_cast<C>(strict(r));
+    if constexpr (std::is_floating_point_v<R>)
+        return static_cast<C>(strict(r));
+    else
+        return static_cast<C>(r);
 }
 
 // rule applied to each component in the order x, y, z, w.

@@ -1,0 +1,182 @@
+// dot, cross, length, lengthsq, distance, distancesq, normalize, faceforward,
+// reflect and refract over scalars and vectors. Sums run over the components
+// in the order x, y, z, w (precision: see geometry.h).
+#include "geometry/geometry.h"
+
+namespace {
+
+using namespace kav;
+using namespace kav::geometry;
+
+template <class V>
+W<V> dot(const V &a, const V &b) {
+    return sum<V>([&](int i) { return at(a, i) * at(b, i); });
+}
+
+template <class V>
+C<V> length_of(const V &v) {
+    return root(settle<C<V>>(dot(v, v)));
+}
+
+template <class V>
+W<V> distance_squared(const V &a, const V &b) {
+    return sum<V>([&](int i) {
+        const W<V> d = at(a, i) - at(b, i);
+        return d * d;
+    });
+}
+
+template <class V>
+void dot_form() {
+    const V b = pop<V>();
+    const V a = pop<V>();
+    ret(settle<C<V>>(dot(a, b)));
+}
+
+template <class V>
+void length_form() {
+    ret(length_of(pop<V>()));
+}
+
+template <class V>
+void lengthsq_form() {
+    const V v = pop<V>();
+    ret(settle<C<V>>(dot(v, v)));
+}
+
+// The vec4 form is also the row "distance(T(vec4),T(vec3))": it reads a
+// fourth float past the vec3 argument, as intended.
+template <class V>
+void distance_form() {
+    const V b = pop<V>();
+    const V a = pop<V>();
+    ret(root(settle<C<V>>(distance_squared(a, b))));
+}
+
+template <class V>
+void distancesq_form() {
+    const V b = pop<V>();
+    const V a = pop<V>();
+    ret(settle<C<V>>(distance_squared(a, b)));
+}
+
+// The reciprocal of the length, then one multiplication per component. A
+// zero length is not guarded: 0 times infinity gives NaN, as intended.
+template <class V>
+void normalize_form() {
+    const V v = pop<V>();
+    const W<V> r = W<V>(1.0) / W<V>(length_of(v));
+    ret(build<V>([&](int i) { return at(v, i) * r; }));
+}
+
+// faceforward keeps N when d < 0. For a NaN d the scalar forms answer -N and
+// the vector forms N: the difference is intended.
+template <class V>
+bool keeps_n(W<V> d) {
+    if constexpr (is_scalar<V>)
+        return d < W<V>(0);
+    else
+        return !(d >= W<V>(0));
+}
+
+// Arguments N, I, Nref.
+template <class V>
+void faceforward_form() {
+    const V nref = pop<V>();
+    const V i = pop<V>();
+    const V n = pop<V>();
+    if (keeps_n<V>(dot(nref, i)))
+        ret(n);
+    else
+        ret(build<V>([&](int c) { return -at(n, c); }));
+}
+
+// Arguments I, N: I - 2 dot(N, I) N.
+template <class V>
+void reflect_form() {
+    const V n = pop<V>();
+    const V i = pop<V>();
+    const W<V> d = dot(n, i);
+    const W<V> t = d + d;
+    ret(build<V>([&](int c) { return at(i, c) - t * at(n, c); }));
+}
+
+// Arguments I, N, eta. A negative k (total internal reflection) gives zero;
+// a NaN k is not negative and goes on to give NaN.
+template <class V>
+void refract_form() {
+    const W<V> eta = pop<C<V>>();
+    const V n = pop<V>();
+    const V i = pop<V>();
+    const W<V> d = dot(n, i);
+    const W<V> k = W<V>(1.0) - eta * eta * (W<V>(1.0) - d * d);
+    if (k < W<V>(0)) {
+        ret(V{});
+        return;
+    }
+    const W<V> t = eta * d + W<V>(root(settle<C<V>>(k)));
+    ret(build<V>([&](int c) { return eta * at(i, c) - t * at(n, c); }));
+}
+
+// The cross product in two dimensions is a scalar.
+template <class T>
+void cross_plane() {
+    const vec<T, 2> b = pop<vec<T, 2>>();
+    const vec<T, 2> a = pop<vec<T, 2>>();
+    ret(settle<T>(at(a, 0) * at(b, 1) - at(a, 1) * at(b, 0)));
+}
+
+// cross(v, s) = (s v.y, -s v.x) and cross(s, v) = (-s v.y, s v.x): the two
+// mixed forms have opposite signs, as intended.
+template <class T>
+vec<T, 2> cross_mixed(W<T> s, const vec<T, 2> &v) {
+    return build<vec<T, 2>>([&](int c) { return c == 0 ? s * at(v, 1) : -(s * at(v, 0)); });
+}
+
+template <class T>
+void cross_vector_scalar() {
+    const W<T> s = pop<T>();
+    const vec<T, 2> v = pop<vec<T, 2>>();
+    ret(cross_mixed<T>(s, v));
+}
+
+template <class T>
+void cross_scalar_vector() {
+    const vec<T, 2> v = pop<vec<T, 2>>();
+    const W<T> s = pop<T>();
+    ret(cross_mixed<T>(-s, v));
+}
+
+template <class T>
+void cross_space() {
+    const vec<T, 3> b = pop<vec<T, 3>>();
+    const vec<T, 3> a = pop<vec<T, 3>>();
+    ret(build<vec<T, 3>>([&](int c) {
+        const int p = (c + 1) % 3, q = (c + 2) % 3;
+        return at(a, p) * at(b, q) - at(a, q) * at(b, p);
+    }));
+}
+
+}  // namespace
+
+KAV_FLOATING_ROUTINES(dot, dot_form)
+KAV_INT_ROUTINES(KAV_dotI, dot, dot_form)
+KAV_FLOATING_ROUTINES(length, length_form)
+KAV_FLOATING_ROUTINES(lengthsq, lengthsq_form)
+KAV_FLOATING_ROUTINES(distance, distance_form)
+KAV_FLOATING_ROUTINES(distancesq, distancesq_form)
+KAV_FLOATING_ROUTINES(normalize, normalize_form)
+KAV_FLOATING_ROUTINES(faceforward, faceforward_form)
+KAV_INT_ROUTINES(KAV_faceforwardI, faceforward, faceforward_form)
+KAV_FLOATING_ROUTINES(reflect, reflect_form)
+KAV_FLOATING_ROUTINES(refract, refract_form)
+
+#define KAV_CROSS_ROUTINES(T, v2, v3, S)                                  \
+    KAV_ROUTINE(KAV_cross_##v2) { cross_plane<T>(); }                     \
+    KAV_ROUTINE(KAV_cross_##v2##S) { cross_vector_scalar<T>(); }          \
+    KAV_ROUTINE(KAV_cross_##S##v2) { cross_scalar_vector<T>(); }          \
+    KAV_ROUTINE(KAV_cross_##v3) { cross_space<T>(); }
+
+KAV_CROSS_ROUTINES(float, vec2, vec3, F)
+KAV_CROSS_ROUTINES(int32_t, ivec2, ivec3, I)
+KAV_CROSS_ROUTINES(double, dvec2, dvec3, D)

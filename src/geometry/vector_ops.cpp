@@ -1,0 +1,201 @@
+// The vec_ family: construction, component-wise arithmetic, comparisons and
+// the 2-D operations (perpendiculars, projection, rotation by a direction
+// vector, direction and angle, nearness).
+#include "geometry/geometry.h"
+
+namespace {
+
+using namespace kav;
+using namespace kav::geometry;
+
+// The components in argument order: the last argument, popped first, is the
+// last component.
+template <class V>
+void new_form() {
+    V v{};
+    for (int i = count<V> - 1; i >= 0; --i)
+        v[i] = pop<C<V>>();
+    ret(v);
+}
+
+struct Add {
+    template <class T>
+    carried_t<T> operator()(T a, T b) const { return carried_t<T>(a) + carried_t<T>(b); }
+};
+struct Subtract {
+    template <class T>
+    carried_t<T> operator()(T a, T b) const { return carried_t<T>(a) - carried_t<T>(b); }
+};
+struct Multiply {
+    template <class T>
+    carried_t<T> operator()(T a, T b) const { return carried_t<T>(a) * carried_t<T>(b); }
+};
+struct Negate {
+    template <class T>
+    carried_t<T> operator()(T a) const { return -carried_t<T>(a); }
+};
+
+// 1 when every pair of components passes the test, tested in the order x, y,
+// z, w up to the first that fails. A NaN fails every ordered test and the
+// equality, and passes "differs".
+template <class V, class Test>
+void comparison_form(const Test &test) {
+    const V b = pop<V>();
+    const V a = pop<V>();
+    for (int i = 0; i < count<V>; ++i)
+        if (!test(a[i], b[i])) {
+            ret(int32_t{0});
+            return;
+        }
+    ret(int32_t{1});
+}
+
+struct Equal {
+    template <class T>
+    bool operator()(T a, T b) const { return a == b; }
+};
+// vec_ne answers 1 only when every component differs, so it is not the
+// negation of vec_eq: intended.
+struct Differs {
+    template <class T>
+    bool operator()(T a, T b) const { return !(a == b); }
+};
+struct Less {
+    template <class T>
+    bool operator()(T a, T b) const { return a < b; }
+};
+struct LessEqual {
+    template <class T>
+    bool operator()(T a, T b) const { return a <= b; }
+};
+struct Greater {
+    template <class T>
+    bool operator()(T a, T b) const { return a > b; }
+};
+struct GreaterEqual {
+    template <class T>
+    bool operator()(T a, T b) const { return a >= b; }
+};
+
+// Arguments a, b, r. The second difference is b.x - b.y, not a.y - b.y: the
+// test is kept as it stands.
+template <class V>
+void near_form() {
+    const W<V> r = pop<C<V>>();
+    const V b = pop<V>();
+    const V a = pop<V>();
+    const W<V> dx = at(a, 0) - at(b, 0);
+    const W<V> dy = at(b, 0) - at(b, 1);
+    ret(int32_t{r * r > dx * dx + dy * dy});
+}
+
+// A quarter turn counter-clockwise, (-a.y, a.x); clockwise its negation,
+// (a.y, -a.x).
+template <class V>
+void perp_form(bool clockwise) {
+    const V a = pop<V>();
+    const W<V> turned[2] = {-at(a, 1), at(a, 0)};
+    ret(build<V>([&](int c) { return clockwise ? -turned[c] : turned[c]; }));
+}
+
+// a.b / b.b, in the int form by truncating division. A zero divisor (b =
+// (0, 0), or a b.b that wraps to 0) gives k = 0 and so the zero vector.
+template <class T>
+carried_t<T> quotient(carried_t<T> n, carried_t<T> d) {
+    if constexpr (std::is_same_v<T, int32_t>) {
+        if (d == 0)
+            return 0;
+        if (d == -1)  // the one quotient that leaves the int range
+            return -n;
+        return n.value() / d.value();
+    } else {
+        return n / d;
+    }
+}
+
+template <class V>
+void project_form() {
+    const V b = pop<V>();
+    const V a = pop<V>();
+    const W<V> k = quotient<C<V>>(at(a, 0) * at(b, 0) + at(a, 1) * at(b, 1),
+                                  at(b, 0) * at(b, 0) + at(b, 1) * at(b, 1));
+    ret(build<V>([&](int c) { return at(b, c) * k; }));
+}
+
+// a times b as complex numbers, or times b's conjugate; b is not normalised
+// and the int forms are not scaled.
+template <class V>
+void rotate_form(bool conjugate) {
+    const V b = pop<V>();
+    const V a = pop<V>();
+    const W<V> bx = at(b, 0), by = conjugate ? -at(b, 1) : at(b, 1);
+    ret(build<V>([&](int c) {
+        return c == 0 ? at(a, 0) * bx - at(a, 1) * by : at(a, 0) * by + at(a, 1) * bx;
+    }));
+}
+
+// Radians whatever the angle unit, in the argument's precision.
+template <class T>
+void toangle_form() {
+    const vec<T, 2> a = pop<vec<T, 2>>();
+    ret(strict<T>(std::atan2(a[1], a[0])));
+}
+
+inline void sine_cosine(float t, float *s, float *c) { sincosf(t, s, c); }
+inline void sine_cosine(double t, double *s, double *c) { sincos(t, s, c); }
+
+template <class T>
+void forangle_form() {
+    const T t = pop<T>();
+    vec<T, 2> v;
+    sine_cosine(t, &v[1], &v[0]);
+    ret(v);
+}
+
+}  // namespace
+
+KAV_FLOAT_VECTOR_ROUTINES(new, new_form)
+KAV_INT_VECTOR_ROUTINES(new, new_form)
+KAV_DOUBLE_VECTOR_ROUTINES(new, new_form)
+KAV_VECTOR_ROUTINES(add, kav::binary, Add{})
+KAV_VECTOR_ROUTINES(sub, kav::binary, Subtract{})
+KAV_VECTOR_ROUTINES(neg, kav::unary, Negate{})
+
+// vec_mul: every component times the one scalar.
+#define KAV_MUL_ROUTINE(type, S) \
+    KAV_ROUTINE(KAV_##type##_mul##S) { kav::binary<kav::type, kav::component_t<kav::type>>(Multiply{}); }
+KAV_MUL_ROUTINE(vec2, F)
+KAV_MUL_ROUTINE(vec3, F)
+KAV_MUL_ROUTINE(vec4, F)
+KAV_MUL_ROUTINE(ivec2, I)
+KAV_MUL_ROUTINE(ivec3, I)
+KAV_MUL_ROUTINE(ivec4, I)
+KAV_MUL_ROUTINE(dvec2, D)
+KAV_MUL_ROUTINE(dvec3, D)
+KAV_MUL_ROUTINE(dvec4, D)
+
+// The table binds every comparison row to the float routine of its size; the
+// int and double routines are exported unbound.
+KAV_VECTOR_ROUTINES(eq, comparison_form, Equal{})
+KAV_VECTOR_ROUTINES(ne, comparison_form, Differs{})
+KAV_VECTOR_ROUTINES(lt, comparison_form, Less{})
+KAV_VECTOR_ROUTINES(gt, comparison_form, Greater{})
+KAV_VECTOR_ROUTINES(ge, comparison_form, GreaterEqual{})
+KAV_FLOAT_VECTOR_ROUTINES(le, comparison_form, LessEqual{})
+KAV_DOUBLE_VECTOR_ROUTINES(le, comparison_form, LessEqual{})
+KAV_VECTOR_ROUTINE(ivec2, le, comparison_form, LessEqual{})
+KAV_VECTOR_ROUTINE(ivec3, le, comparison_form, LessEqual{})
+// The ivec4 less-or-equal routine is exported under this name, intended.
+KAV_ROUTINE(KAV_ivec4_e) { comparison_form<kav::ivec4>(LessEqual{}); }
+
+KAV_PLANE_ROUTINES(near, near_form)
+KAV_PLANE_ROUTINES(perp, perp_form, false)
+KAV_PLANE_ROUTINES(rperp, perp_form, true)
+KAV_PLANE_ROUTINES(project, project_form)
+KAV_PLANE_ROUTINES(rotate, rotate_form, false)
+KAV_PLANE_ROUTINES(unrotate, rotate_form, true)
+
+KAV_ROUTINE(KAV_vec2_toangle) { toangle_form<float>(); }
+KAV_ROUTINE(KAV_dvec2_toangle) { toangle_form<double>(); }
+KAV_ROUTINE(KAV_vec_forangleF) { forangle_form<float>(); }
+KAV_ROUTINE(KAV_vec_forangleD) { forangle_form<double>(); }

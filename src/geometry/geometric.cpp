@@ -126,25 +126,26 @@ void cross_plane() {
     ret(settle<T>(at(a, 0) * at(b, 1) - at(a, 1) * at(b, 0)));
 }
 
-// cross(v, s) = (s v.y, -s v.x) and cross(s, v) = (-s v.y, s v.x): the two
+// cross(v, s) = (s v.y, -s v.x), and cross(s, v) is its negation: the two
 // mixed forms have opposite signs, as intended.
 template <class T>
-vec<T, 2> cross_mixed(W<T> s, const vec<T, 2> &v) {
-    return build<vec<T, 2>>([&](int c) { return c == 0 ? s * at(v, 1) : -(s * at(v, 0)); });
+vec<T, 2> cross_mixed(W<T> s, const vec<T, 2> &v, bool scalar_first) {
+    const W<T> c[2] = {s * at(v, 1), -(s * at(v, 0))};
+    return build<vec<T, 2>>([&](int i) { return scalar_first ? -c[i] : c[i]; });
 }
 
 template <class T>
 void cross_vector_scalar() {
     const W<T> s = pop<T>();
     const vec<T, 2> v = pop<vec<T, 2>>();
-    ret(cross_mixed<T>(s, v));
+    ret(cross_mixed<T>(s, v, false));
 }
 
 template <class T>
 void cross_scalar_vector() {
     const vec<T, 2> v = pop<vec<T, 2>>();
     const W<T> s = pop<T>();
-    ret(cross_mixed<T>(-s, v));
+    ret(cross_mixed<T>(s, v, true));
 }
 
 template <class T>

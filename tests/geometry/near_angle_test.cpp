@@ -59,7 +59,7 @@ void check(int32_t current, int32_t target, const std::vector<int32_t> &steps) {
 const std::vector<int32_t> steps = {0, 1, -1, 5000, 180000, INT32_MAX, INT32_MIN};
 
 TEST(NearAngle, MatchesTheLiteralLoopsAtTheIntLimits) {
-    std::vector<int32_t> targets = {0, 180000, -180000, INT32_MIN, INT32_MAX, -2147303649};
+    std::vector<int32_t> targets = {0, 180000, -180000, INT32_MIN, INT32_MAX};
     for (int32_t d : {0, 1, 63, 64, 65, 179999, 180000, 180001, 359999}) {
         targets.push_back(w(int64_t(INT32_MIN) + 180000 - d));
         targets.push_back(w(int64_t(INT32_MAX) - 180000 + d));

@@ -1,6 +1,9 @@
 // The vec_ family: construction, component-wise arithmetic, comparisons and
 // the 2-D operations (perpendiculars, projection, rotation by a direction
 // vector, direction and angle, nearness).
+#include <functional>
+#include <type_traits>
+
 #include "geometry/geometry.h"
 
 namespace {
@@ -18,21 +21,12 @@ void new_form() {
     ret(v);
 }
 
-struct Add {
-    template <class T>
-    carried_t<T> operator()(T a, T b) const { return carried_t<T>(a) + carried_t<T>(b); }
-};
-struct Subtract {
-    template <class T>
-    carried_t<T> operator()(T a, T b) const { return carried_t<T>(a) - carried_t<T>(b); }
-};
-struct Multiply {
-    template <class T>
-    carried_t<T> operator()(T a, T b) const { return carried_t<T>(a) * carried_t<T>(b); }
-};
-struct Negate {
-    template <class T>
-    carried_t<T> operator()(T a) const { return -carried_t<T>(a); }
+// An arithmetic operation on components, carried in their arithmetic (ints
+// wrap).
+template <class Op>
+struct Carried {
+    template <class... T>
+    auto operator()(T... x) const { return Op{}(carried_t<T>(x)...); }
 };
 
 // 1 when every pair of components passes the test, tested in the order x, y,
@@ -50,31 +44,11 @@ void comparison_form(const Test &test) {
     ret(int32_t{1});
 }
 
-struct Equal {
-    template <class T>
-    bool operator()(T a, T b) const { return a == b; }
-};
 // vec_ne answers 1 only when every component differs, so it is not the
 // negation of vec_eq: intended.
 struct Differs {
     template <class T>
     bool operator()(T a, T b) const { return !(a == b); }
-};
-struct Less {
-    template <class T>
-    bool operator()(T a, T b) const { return a < b; }
-};
-struct LessEqual {
-    template <class T>
-    bool operator()(T a, T b) const { return a <= b; }
-};
-struct Greater {
-    template <class T>
-    bool operator()(T a, T b) const { return a > b; }
-};
-struct GreaterEqual {
-    template <class T>
-    bool operator()(T a, T b) const { return a >= b; }
 };
 
 // Arguments a, b, r. The second difference is b.x - b.y, not a.y - b.y: the
@@ -157,13 +131,16 @@ void forangle_form() {
 KAV_FLOAT_VECTOR_ROUTINES(new, new_form)
 KAV_INT_VECTOR_ROUTINES(new, new_form)
 KAV_DOUBLE_VECTOR_ROUTINES(new, new_form)
-KAV_VECTOR_ROUTINES(add, kav::binary, Add{})
-KAV_VECTOR_ROUTINES(sub, kav::binary, Subtract{})
-KAV_VECTOR_ROUTINES(neg, kav::unary, Negate{})
+KAV_VECTOR_ROUTINES(add, kav::binary, Carried<std::plus<>>{})
+KAV_VECTOR_ROUTINES(sub, kav::binary, Carried<std::minus<>>{})
+KAV_VECTOR_ROUTINES(neg, kav::unary, Carried<std::negate<>>{})
 
 // vec_mul: every component times the one scalar.
-#define KAV_MUL_ROUTINE(type, S) \
-    KAV_ROUTINE(KAV_##type##_mul##S) { kav::binary<kav::type, kav::component_t<kav::type>>(Multiply{}); }
+#define KAV_MUL_ROUTINE(type, S)                                       \
+    KAV_ROUTINE(KAV_##type##_mul##S) {                                 \
+        kav::binary<kav::type, kav::component_t<kav::type>>(           \
+            Carried<std::multiplies<>>{});                             \
+    }
 KAV_MUL_ROUTINE(vec2, F)
 KAV_MUL_ROUTINE(vec3, F)
 KAV_MUL_ROUTINE(vec4, F)
@@ -176,17 +153,17 @@ KAV_MUL_ROUTINE(dvec4, D)
 
 // The table binds every comparison row to the float routine of its size; the
 // int and double routines are exported unbound.
-KAV_VECTOR_ROUTINES(eq, comparison_form, Equal{})
+KAV_VECTOR_ROUTINES(eq, comparison_form, std::equal_to<>{})
 KAV_VECTOR_ROUTINES(ne, comparison_form, Differs{})
-KAV_VECTOR_ROUTINES(lt, comparison_form, Less{})
-KAV_VECTOR_ROUTINES(gt, comparison_form, Greater{})
-KAV_VECTOR_ROUTINES(ge, comparison_form, GreaterEqual{})
-KAV_FLOAT_VECTOR_ROUTINES(le, comparison_form, LessEqual{})
-KAV_DOUBLE_VECTOR_ROUTINES(le, comparison_form, LessEqual{})
-KAV_VECTOR_ROUTINE(ivec2, le, comparison_form, LessEqual{})
-KAV_VECTOR_ROUTINE(ivec3, le, comparison_form, LessEqual{})
+KAV_VECTOR_ROUTINES(lt, comparison_form, std::less<>{})
+KAV_VECTOR_ROUTINES(gt, comparison_form, std::greater<>{})
+KAV_VECTOR_ROUTINES(ge, comparison_form, std::greater_equal<>{})
+KAV_FLOAT_VECTOR_ROUTINES(le, comparison_form, std::less_equal<>{})
+KAV_DOUBLE_VECTOR_ROUTINES(le, comparison_form, std::less_equal<>{})
+KAV_VECTOR_ROUTINE(ivec2, le, comparison_form, std::less_equal<>{})
+KAV_VECTOR_ROUTINE(ivec3, le, comparison_form, std::less_equal<>{})
 // The ivec4 less-or-equal routine is exported under this name, intended.
-KAV_ROUTINE(KAV_ivec4_e) { comparison_form<kav::ivec4>(LessEqual{}); }
+KAV_ROUTINE(KAV_ivec4_e) { comparison_form<kav::ivec4>(std::less_equal<>{}); }
 
 KAV_PLANE_ROUTINES(near, near_form)
 KAV_PLANE_ROUTINES(perp, perp_form, false)

@@ -107,13 +107,15 @@ int32_t near_angle(int32_t current, int32_t target, int32_t step) {
     const int32_t high = add(target, 180000);
 
     // Up while below low: ends in [low, INT32_MAX].
-    const int64_t up = turns_to_reach(uint32_t(current) - uint32_t(low), int64_t(INT32_MAX) - low + 1);
+    const int64_t up =
+        turns_to_reach(uint32_t(current) - uint32_t(low), int64_t(INT32_MAX) - low + 1);
     if (up < 0)
         return target;
     current = wrap(uint32_t(current) + turns(up));
 
     // Down while above high: ends in [INT32_MIN, high].
-    const int64_t down = turns_to_reach(uint32_t(high) - uint32_t(current), int64_t(high) - INT32_MIN + 1);
+    const int64_t down =
+        turns_to_reach(uint32_t(high) - uint32_t(current), int64_t(high) - INT32_MIN + 1);
     if (down < 0)
         return target;
     current = wrap(uint32_t(current) - turns(down));

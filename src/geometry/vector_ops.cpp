@@ -73,18 +73,15 @@ void perp_form(bool clockwise) {
 }
 
 // a.b / b.b, in the int form by truncating division. A zero divisor (b =
-// (0, 0), or a b.b that wraps to 0) gives k = 0 and so the zero vector.
+// (0, 0), or a b.b that wraps to 0) gives k = 0 and so the zero vector. b.b
+// is a sum of two squares, never -1 modulo 2^32, so no quotient leaves the
+// int range.
 template <class T>
 carried_t<T> quotient(carried_t<T> n, carried_t<T> d) {
-    if constexpr (std::is_same_v<T, int32_t>) {
-        if (d == 0)
-            return 0;
-        if (d == -1)  // the one quotient that leaves the int range
-            return -n;
-        return n.value() / d.value();
-    } else {
+    if constexpr (std::is_same_v<T, int32_t>)
+        return d == 0 ? 0 : n.value() / d.value();
+    else
         return n / d;
-    }
 }
 
 template <class V>

@@ -55,6 +55,27 @@ if [[ -x build/default/$corpus && -x build/i386/$corpus ]]; then
   summary+=("$(tail -n 1 build/targets.txt)")
 fi
 
+# memcheck over the conformance vectors and 100 corpus calls a row, x86-64.
+# Only memcheck's own findings count (exit status 9): valgrind computes x87
+# extended precision at double precision, so a few rounding-sensitive vectors
+# answer differently under it.
+if [[ -x build/default/$corpus ]]; then
+  echo "== memcheck"
+  kav_deps valgrind
+  memcheck=(valgrind -q --error-exitcode=9 --leak-check=full --errors-for-leak-kinds=definite)
+  rc1=0 rc2=0
+  "${memcheck[@]}" build/default/host/kavmath --check tests/vectors/*.kvt >build/memcheck.txt 2>&1 || rc1=$?
+  "${memcheck[@]}" build/default/$corpus check build/default/src/libKAV_mod_math.so.1 100 \
+    >>build/memcheck.txt 2>&1 || rc2=$?
+  if ((rc1 != 9 && rc2 != 9 && rc2 == 0)); then
+    passed=$((passed + 1))
+    summary+=("memcheck: no finding")
+  else
+    failed=$((failed + 1)) status=1
+    summary+=("memcheck: findings (build/memcheck.txt)")
+  fi
+fi
+
 # A short fuzz pass over every row under ASan and UBSan: a fixed number of
 # executions from a fixed seed. Counts as one test.
 echo "== fuzz"

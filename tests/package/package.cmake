@@ -1,8 +1,6 @@
-# One step of the package tests, run with cmake -P:
-#   install         cmake --install into a scratch prefix; its files as a host finds them
-#   host_pkgconfig  examples/minimal_host.c built with pkg-config against it, run
-#   host_cmake      the same built with find_package(kavmath), run
-#   deb             the Debian packages: their split, and their kavmath run unpacked
+# One step of the package tests (cmake -P): install (into a scratch prefix, read
+# as a host finds it), host_pkgconfig and host_cmake (examples/minimal_host.c
+# built against that prefix and run), deb (the packages' split, unpacked kavmath).
 set(prefix ${SCRATCH}/prefix)
 string(REPLACE "|" ";" emulator "${EMULATOR}")
 set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
@@ -23,8 +21,7 @@ endfunction()
 
 # The module as a host finds it is the file the tests ran, byte for byte.
 function(expect_tested_module path)
-  file(REAL_PATH ${path} real)
-  execute_process(COMMAND ${CMAKE_COMMAND} -E compare_files ${real} ${MODULE} RESULT_VARIABLE diff)
+  execute_process(COMMAND ${CMAKE_COMMAND} -E compare_files ${path} ${MODULE} RESULT_VARIABLE diff)
   expect("${path} is not the tested module" "${diff}" 0)
 endfunction()
 
@@ -35,8 +32,7 @@ if(STEP STREQUAL "install")
   expect("the development link" "${link}" "libKAV_mod_math\\.so\\.1")
   run(pkg-config --modversion --variable=module kavmath)
   expect("pkg-config" "${out}" "${VERSION}\n[^\n]*/libKAV_mod_math\\.so\\.1\n")
-  string(REGEX MATCH "[^\n]+\n$" module "${out}")
-  string(STRIP "${module}" module)
+  string(REGEX MATCH "[^\n]+/libKAV_mod_math\\.so\\.1" module "${out}")
   expect_tested_module(${module})
   run(${emulator} ${prefix}/bin/kavmath "sin(30000)")
   expect("the installed kavmath" "${out}" "500\n")
@@ -56,23 +52,15 @@ elseif(STEP MATCHES "^host_")
     run(${CMAKE_COMMAND} --build ${SCRATCH}/${STEP})
   endif()
   run(${emulator} ${exe} ${prefix}/${LIBDIR}/libKAV_mod_math.so.1)
-  expect("minimal_host" "${out}" "PI = 180000
-[0-9]+ functions registered \\(a complete module: 1142\\)
-sin\\(30000\\) before init = 0
-sin\\(30000\\) = 500
-pow\\(2.0f, 10.0f\\) = 1024
-cos\\(ivec2\\(0, 420000\\)\\) = ivec2\\(1000, 499\\), argument now ivec2\\(0, 60000\\)
-  raised 171 \"ACOS\" 0 1 1001
-acos\\(1001\\) = -2147483648
-")
+  expect("minimal_host" "${out}" "PI = 180000\n[0-9]+ functions [^\n]+ 1142\\)\n[^\n]+ init = 0
+sin[^\n]+ = 500\npow[^\n]+ = 1024\ncos[^\n]+ = ivec2\\(1000, 499\\), [^\n]+ ivec2\\(0, 60000\\)
+  raised 171 \"ACOS\" 0 1 1001\nacos\\(1001\\) = -2147483648\n")
 
 elseif(STEP STREQUAL "deb")
   file(REMOVE_RECURSE ${SCRATCH}/deb)
   run(cpack --config ${BUILD}/CPackConfig.cmake -B ${SCRATCH}/deb)
   file(GLOB debs ${SCRATCH}/deb/*.deb)
-  set(split "")
-  foreach(deb ${debs})
-    # Package, its dependency on the module's package, and its files.
+  foreach(deb ${debs})  # name, dependency on the module's package, files
     run(dpkg-deb --show --showformat=\${Package}:\${Depends} ${deb})
     string(REGEX MATCH "^[^:]+" name "${out}")
     string(REGEX MATCH "libkav-mod-math1 \\(= [^)]+\\)" dep "${out}")

@@ -184,9 +184,8 @@ std::vector<unsigned char> encode_call(std::size_t row_index, const CorpusCall &
     return out;
 }
 
-const Row *decode_call(const Module &module, const unsigned char *data, std::size_t size,
+const Row *decode_call(const std::vector<Row> &rows, const unsigned char *data, std::size_t size,
                        CorpusCall *call) {
-    const auto &rows = module.rows();
     if (rows.empty())
         return nullptr;
     auto byte = [&](std::size_t i) -> unsigned char { return i < size ? data[i] : 0; };

@@ -44,8 +44,8 @@ bool run_corpus_call(Module &module, const Row &row, CorpusCall &call, CallResul
 // an absent TP argument i), then each argument's bytes in order, as many as
 // its storage holds; missing bytes are zeros, extra ones are ignored.
 std::vector<unsigned char> encode_call(std::size_t row_index, const CorpusCall &call);
-// The row and the call that bytes stand for; null when the module has no rows.
-const Row *decode_call(const Module &module, const unsigned char *data, std::size_t size,
+// The row of rows and the call that bytes stand for; null when rows is empty.
+const Row *decode_call(const std::vector<Row> &rows, const unsigned char *data, std::size_t size,
                        CorpusCall *call);
 
 // The bits of a value as typed hex tokens, "i:0000001e f:3f800000

@@ -190,6 +190,11 @@ public:
     const RuntimeInterface *runtime() const;
 
     const Row *find(std::string_view signature) const;
+    // A row for an exported routine that no row binds, called as the given
+    // signature and return type say; null with *error set when the module
+    // lacks the routine or the codes do not read.
+    std::optional<Row> exported_row(const std::string &routine, const std::string &signature,
+                                    const std::string &return_type, std::string *error) const;
     std::vector<const Row *> rows_named(std::string_view name) const;
     TypePtr type(std::string_view name) const;
     const Constant *constant(std::string_view name) const;

@@ -9,6 +9,8 @@
 //                                             call the conformance vectors make,
 //                                             and two corpus calls a row
 //
+// Every row is called, and every exported routine that no row binds.
+//
 // LIST names the rows whose routines call the system maths library, each
 // with the ulps (or, for int results, the units) by which the two targets'
 // libraries may differ, and "nan" where a signalling NaN may become a number
@@ -25,6 +27,7 @@
 #include <string>
 #include <vector>
 
+#include "callables.h"
 #include "corpus.h"
 
 namespace {
@@ -41,7 +44,7 @@ int run(const char *path, uint64_t calls, uint64_t seed, bool print) {
     module->run_init();
     long violations = 0;
     std::string line;
-    for (const Row &row : module->rows()) {
+    for (const Row &row : callables(*module)) {
         for (uint64_t k = 0; k < calls; ++k) {
             CorpusCall call = corpus_call(row, seed, k);
             std::string args;
@@ -245,7 +248,7 @@ int seeds(const char *path, const std::string &dir, char **files, int count) {
     CheckReport report;
     for (int i = 0; i < count; ++i) check_file(*module, files[i], false, &report);
     module->on_call = nullptr;
-    for (const Row &row : module->rows())
+    for (const Row &row : callables(*module))
         for (uint64_t k = 0; k < 2; ++k) write(row, corpus_call(row, 1, k));
     std::printf("%d seeds\n", written);
     return 0;

@@ -337,6 +337,15 @@ TEST(SharedObject, NeedsLibcAndLibmOnlyAndHasItsSoname) {
     EXPECT_NE(dyn.find("Library soname: [libKAV_mod_math.so.1]"), std::string::npos);
 }
 
+TEST(SharedObject, IsHardened) {
+    const std::string dyn = run("readelf -d " KAV_MODULE_PATH);
+    const std::string segments = run("readelf -lW " KAV_MODULE_PATH);
+    EXPECT_NE(segments.find("GNU_RELRO"), std::string::npos);  // with BIND_NOW: full RELRO
+    EXPECT_NE(dyn.find("BIND_NOW"), std::string::npos);
+    EXPECT_EQ(dyn.find("TEXTREL"), std::string::npos);
+    EXPECT_NE(run("nm -D --undefined-only " KAV_MODULE_PATH).find("__stack_chk_fail"), std::string::npos);
+}
+
 // ---- Initialisation ---------------------------------------------------------
 
 TEST_F(ModuleTest, TablesHoldZerosUntilInitThenTheirTruncatedValues) {

@@ -44,7 +44,7 @@ template <class S, class V, class Rule>
 void scalar_then_vector(const Rule &rule) {
     const V x = pop<V>();
     const S s = pop<S>();
-    ret(each(x, [&](auto c) { return rule(S(s), c); }));
+    ret(each(x, [&](auto c) { return rule(s, c); }));
 }
 
 // (scalar, scalar, vector), likewise.
@@ -53,7 +53,7 @@ void scalars_then_vector(const Rule &rule) {
     const V x = pop<V>();
     const S s1 = pop<S>();
     const S s0 = pop<S>();
-    ret(each(x, [&](auto c) { return rule(S(s0), S(s1), c); }));
+    ret(each(x, [&](auto c) { return rule(s0, s1, c); }));
 }
 
 // (vector, vector, scalar): component pairs with the one last scalar.
@@ -63,7 +63,7 @@ void pair_with_scalar(const Rule &rule) {
     const S s = pop<S>();
     const V b = pop<V>();
     const V a = pop<V>();
-    ret(each(a, b, [&](auto p, auto q) { return rule(p, q, S(s)); }));
+    ret(each(a, b, [&](auto p, auto q) { return rule(p, q, s); }));
 }
 
 // An int answer about one value: the classification tests.

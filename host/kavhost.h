@@ -161,7 +161,11 @@ struct CallResult {
     Value result;  // Kind::None when the routine set no usable result
     std::vector<RaisedError> errors;
     std::vector<std::string> violations;  // the routine broke the calling rules
+    int fault = 0;  // the fault signal that ended the routine (SIGFPE ...), or 0
 };
+
+// "SIGFPE (Floating point exception)" for a fault signal.
+std::string describe_fault(int signal);
 
 // ---- The module ----------------------------------------------------------------
 

@@ -31,13 +31,13 @@ struct CorpusCall {
 
 CorpusCall corpus_call(const Row &row, uint64_t seed, uint64_t index);
 
-// Whether the module must fault on this call (the integer remainder by zero,
-// or of the int minimum by -1): such calls are not made.
+// Whether the module must fault on this call: the integer remainder by zero,
+// or of the int minimum by -1.
 bool faults_by_design(const Row &row, const std::vector<Value> &values);
 
 // Runs one corpus call: the angle unit and the random seed first, then the
-// row. Returns false, without calling, for a call that faults by design.
-bool run_corpus_call(Module &module, const Row &row, CorpusCall &call, CallResult *out);
+// row.
+CallResult run_corpus_call(Module &module, const Row &row, CorpusCall &call);
 
 // A call as the fuzzer's bytes: the row's index (2 bytes, little-endian,
 // taken modulo the row count), a flags byte (bit 0 the angle unit, bit 1 + i

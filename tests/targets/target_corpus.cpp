@@ -50,15 +50,17 @@ int run(const char *path, uint64_t calls, uint64_t seed, bool print) {
             std::string args;
             for (const Value &v : call.values) args += value_bits(v) + ";";
             for (bool a : call.absent) args += a ? 'N' : '-';
-            CallResult r;
             line = row.signature + '\t' + std::to_string(k) + '\t' + args + '\t';
-            if (!run_corpus_call(*module, row, call, &r)) {
-                if (print) std::cout << line << "fault\n";
-                continue;
-            }
+            CallResult r = run_corpus_call(*module, row, call);
+            if ((r.fault != 0) != faults_by_design(row, call.values))
+                r.violations.push_back(r.fault ? describe_fault(r.fault) : "no fault where one is required");
             for (const std::string &v : r.violations) {
                 ++violations;
                 std::fprintf(stderr, "%s call %" PRIu64 ": %s\n", row.signature.c_str(), k, v.c_str());
+            }
+            if (r.fault) {
+                if (print) std::cout << line << describe_fault(r.fault) << '\n';
+                continue;
             }
             line += value_bits(r.result) + '\t' + format_raised(r.errors) + '\t';
             for (const Value &v : call.values) line += value_bits(v) + ";";

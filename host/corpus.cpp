@@ -159,9 +159,7 @@ bool faults_by_design(const Row &row, const std::vector<Value> &values) {
     return b == 0 || (a == INT_MIN && b == -1);
 }
 
-bool run_corpus_call(Module &module, const Row &row, CorpusCall &call, CallResult *out) {
-    if (faults_by_design(row, call.values))
-        return false;
+CallResult run_corpus_call(Module &module, const Row &row, CorpusCall &call) {
     for (auto [signature, value] : {std::pair{"mathlib_set_angleunit(I)", call.angle_unit},
                                     std::pair{"rand_seed(I)", call.seed}}) {
         if (const Row *set = module.find(signature)) {
@@ -170,8 +168,7 @@ bool run_corpus_call(Module &module, const Row &row, CorpusCall &call, CallResul
         }
     }
     std::vector<Arg> args = call.args(row);
-    *out = module.call(row, args);
-    return true;
+    return module.call(row, args);
 }
 
 std::vector<unsigned char> encode_call(std::size_t row_index, const CorpusCall &call) {
@@ -184,9 +181,8 @@ std::vector<unsigned char> encode_call(std::size_t row_index, const CorpusCall &
     return out;
 }
 
-const Row *decode_call(const Module &module, const unsigned char *data, std::size_t size,
+const Row *decode_call(const std::vector<Row> &rows, const unsigned char *data, std::size_t size,
                        CorpusCall *call) {
-    const auto &rows = module.rows();
     if (rows.empty())
         return nullptr;
     auto byte = [&](std::size_t i) -> unsigned char { return i < size ? data[i] : 0; };

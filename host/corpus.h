@@ -31,21 +31,21 @@ struct CorpusCall {
 
 CorpusCall corpus_call(const Row &row, uint64_t seed, uint64_t index);
 
-// Whether the module must fault on this call (the integer remainder by zero,
-// or of the int minimum by -1): such calls are not made.
+// Whether the module must fault on this call: the integer remainder by zero,
+// or of the int minimum by -1.
 bool faults_by_design(const Row &row, const std::vector<Value> &values);
 
 // Runs one corpus call: the angle unit and the random seed first, then the
-// row. Returns false, without calling, for a call that faults by design.
-bool run_corpus_call(Module &module, const Row &row, CorpusCall &call, CallResult *out);
+// row.
+CallResult run_corpus_call(Module &module, const Row &row, CorpusCall &call);
 
 // A call as the fuzzer's bytes: the row's index (2 bytes, little-endian,
 // taken modulo the row count), a flags byte (bit 0 the angle unit, bit 1 + i
 // an absent TP argument i), then each argument's bytes in order, as many as
 // its storage holds; missing bytes are zeros, extra ones are ignored.
 std::vector<unsigned char> encode_call(std::size_t row_index, const CorpusCall &call);
-// The row and the call that bytes stand for; null when the module has no rows.
-const Row *decode_call(const Module &module, const unsigned char *data, std::size_t size,
+// The row of rows and the call that bytes stand for; null when rows is empty.
+const Row *decode_call(const std::vector<Row> &rows, const unsigned char *data, std::size_t size,
                        CorpusCall *call);
 
 // The bits of a value as typed hex tokens, "i:0000001e f:3f800000

@@ -589,6 +589,9 @@ private:
         for (std::size_t i = 0; i < args.size(); ++i)
             call_args.push_back(argument(args[i], row->args[i]));
         CallResult r = m_.call(*row, call_args);
+        if (r.fault != 0)
+            throw EvalError(written(t.text, args) + ": " + describe_fault(r.fault) + " in " +
+                            row->signature);
         for (RaisedError &e : r.errors)
             out_->raised.push_back(std::move(e));
         for (std::string &v : r.violations)
@@ -599,6 +602,22 @@ private:
         op.column = t.column;
         op.value = std::move(r.result);
         return op;
+    }
+
+    // The call as a script would write it: "imod(7, 0)".
+    static std::string written(const std::string &name, const std::vector<Operand> &args) {
+        std::string s = name + "(";
+        for (std::size_t i = 0; i < args.size(); ++i) {
+            const Operand &op = args[i];
+            s += i ? ", " : "";
+            if (op.form == Operand::Form::Null)
+                s += "null";
+            else if (op.form == Operand::Form::Reference)
+                s += "&" + op.variable;
+            else
+                s += format_value(op.value);
+        }
+        return s + ")";
     }
 
     const Row *resolve(const std::string &name, const std::vector<const Row *> &rows,

@@ -161,7 +161,11 @@ struct CallResult {
     Value result;  // Kind::None when the routine set no usable result
     std::vector<RaisedError> errors;
     std::vector<std::string> violations;  // the routine broke the calling rules
+    int fault = 0;  // the fault signal that ended the routine (SIGFPE ...), or 0
 };
+
+// "SIGFPE (Floating point exception)" for a fault signal.
+std::string describe_fault(int signal);
 
 // ---- The module ----------------------------------------------------------------
 
@@ -190,6 +194,11 @@ public:
     const RuntimeInterface *runtime() const;
 
     const Row *find(std::string_view signature) const;
+    // A row for an exported routine that no row binds, called as the given
+    // signature and return type say; null with *error set when the module
+    // lacks the routine or the codes do not read.
+    std::optional<Row> exported_row(const std::string &routine, const std::string &signature,
+                                    const std::string &return_type, std::string *error) const;
     std::vector<const Row *> rows_named(std::string_view name) const;
     TypePtr type(std::string_view name) const;
     const Constant *constant(std::string_view name) const;

@@ -480,6 +480,20 @@ int32_t Module::properties_result() const { return impl_->properties_result; }
 int32_t Module::exports_result() const { return impl_->exports_result; }
 const RuntimeInterface *Module::runtime() const { return host_runtime(); }
 
+std::optional<Row> Module::exported_row(const std::string &routine, const std::string &signature,
+                                        const std::string &return_type, std::string *error) const {
+    auto fn = reinterpret_cast<KavProc>(dlsym(impl_->handle, routine.c_str()));
+    if (!fn) {
+        *error = path() + " lacks " + routine;
+        return std::nullopt;
+    }
+    Row row;
+    row.index = impl_->rows.size();
+    if (!parse_row(*impl_, {signature, return_type, 0, fn}, &row, error))
+        return std::nullopt;
+    return row;
+}
+
 const Row *Module::find(std::string_view signature) const {
     for (const Row &r : impl_->rows)
         if (r.signature == signature)

@@ -2,7 +2,10 @@
 //
 // The slots are plain C functions, so the call in progress is a global: one
 // call at a time.
+#include <csetjmp>
+#include <csignal>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -261,7 +264,61 @@ ArgSlot prepare(const Code &code, std::size_t extra, Arg &arg, std::size_t index
     return slot;
 }
 
+// ---- Faults -----------------------------------------------------------------------
+// A routine that faults (imod's division fault, a stray access) ends its own
+// call, not the host: while a routine runs, the fault signals jump back to
+// the call. The frames left behind are the module's, which own nothing. The
+// handlers are installed once, so a call costs no system call.
+
+constexpr int kFaultSignals[] = {SIGFPE, SIGSEGV, SIGBUS, SIGILL};
+struct sigaction g_previous[std::size(kFaultSignals)];
+sigjmp_buf g_fault_return;
+volatile sig_atomic_t g_guarding = 0;
+
+extern "C" void on_fault(int signal) {
+    if (g_guarding) {
+        g_guarding = 0;
+        siglongjmp(g_fault_return, signal);
+    }
+    // Not a routine's fault: the handler from before takes it.
+    for (std::size_t i = 0; i < std::size(kFaultSignals); ++i)
+        if (kFaultSignals[i] == signal)
+            sigaction(signal, &g_previous[i], nullptr);
+    raise(signal);
+}
+
+// Runs a routine; returns the fault signal that ended it, or 0.
+int run_guarded(KavProc routine) {
+    static const bool installed = [] {
+        struct sigaction action {};
+        action.sa_handler = on_fault;
+        action.sa_flags = SA_NODEFER;  // the jump leaves the handler: nothing stays blocked
+        sigemptyset(&action.sa_mask);
+        for (std::size_t i = 0; i < std::size(kFaultSignals); ++i)
+            sigaction(kFaultSignals[i], &action, &g_previous[i]);
+        return true;
+    }();
+    (void)installed;
+    const int fault = sigsetjmp(g_fault_return, 0);
+    if (fault == 0) {
+        g_guarding = 1;
+        routine();
+    }
+    g_guarding = 0;
+    return fault;
+}
+
 }  // namespace
+
+std::string describe_fault(int signal) {
+    static const std::pair<int, const char *> names[] = {
+        {SIGFPE, "SIGFPE"}, {SIGSEGV, "SIGSEGV"}, {SIGBUS, "SIGBUS"}, {SIGILL, "SIGILL"}};
+    std::string name = "signal " + std::to_string(signal);
+    for (const auto &[number, text] : names)
+        if (number == signal)
+            name = text;
+    return name + " (" + strsignal(signal) + ")";
+}
 
 RuntimeInterface *host_runtime() {
     static RuntimeInterface table = [] {
@@ -314,8 +371,13 @@ CallResult Module::call(const Row &row, std::vector<Arg> &args) {
         c.violation("the row has no routine");
         return out;
     }
-    in_call(&c, [&] { row.routine(); });
+    in_call(&c, [&] { out.fault = run_guarded(row.routine); });
 
+    if (out.fault != 0) {
+        // Cut short: what it popped or set so far means nothing.
+        out.result = Value{};
+        return out;
+    }
     if (c.pops < c.args.size())
         c.violation("popped " + std::to_string(c.pops) + " of " + std::to_string(c.args.size()) +
                     " arguments");

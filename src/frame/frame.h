@@ -42,7 +42,7 @@ KAV_EXPORT void KAV_mod_math_init(void);
 // Every script routine: parameterless, external, exported.
 #define KAV_GROUP(name, rows)
 #define KAV_ROW(sig, ret, fn) KAV_EXPORT void fn(void);
-#define KAV_UNBOUND(fn) KAV_EXPORT void fn(void);
+#define KAV_UNBOUND(fn, ...) KAV_EXPORT void fn(void);
 #define KAV_ENTRY(fn)
 #define KAV_DATA(name)
 #include "rows.def"

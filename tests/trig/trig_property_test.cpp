@@ -1,7 +1,8 @@
-// The trigonometry families walked through the registered table: every vector
-// form gives, component by component, what its scalar form gives, except
-// where the vector forms are defined otherwise (the integer tan at +90
-// degrees, the integer asin/acos error path).
+// The component-wise families walked through the registered table: every
+// vector form gives, component by component, what its scalar form gives,
+// except where the vector forms are defined otherwise (the integer tan at +90
+// degrees, the integer asin/acos error path). Trigonometry and the common
+// functions.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -21,6 +22,12 @@ using namespace kav::host;
 const std::set<std::string> trig_groups = {
     "acos", "asin", "atan", "atan2", "cos", "cosh", "degtomil", "degtorad",
     "hypot", "miltodeg", "radtodeg", "sin", "sinh", "tan", "tanh"};
+
+// Their forms that pair a vector with vectors or with scalars. The box and
+// length clamps, the 2-D lerpconst and slerp are not component-wise.
+const std::set<std::string> common_groups = {
+    "abs", "ceil", "clamp", "floor", "fract", "lerp", "max", "mid", "min",
+    "normalstep", "round", "roundeven", "smoothstep", "trunc"};
 
 // Their floating forms read the angle unit.
 const std::set<std::string> circular_groups = {"acos", "asin", "atan", "atan2",
@@ -123,6 +130,7 @@ protected:
     }
 
     static void check_against_scalar(const Row &row, const Row &scalar, std::size_t trial);
+    static int walk(const std::set<std::string> &groups);
 
     static inline std::unique_ptr<Module> module;
 };
@@ -161,14 +169,16 @@ void Trig::check_against_scalar(const Row &row, const Row &scalar, std::size_t t
     }
 }
 
-TEST_F(Trig, VectorFormsAgreeWithScalarForms) {
+// The vector rows of the groups that have a scalar form, each checked against it.
+int Trig::walk(const std::set<std::string> &groups) {
     int vector_rows = 0;
     for (const Row &row : module->rows()) {
-        if (!trig_groups.count(row.name) || row.args.at(0).kind != Code::Kind::Struct)
+        if (!groups.count(row.name) || row.ret.kind != Code::Kind::Struct)
+            continue;
+        const Row *scalar = module->find(scalar_signature(row));
+        if (!scalar)
             continue;
         ++vector_rows;
-        const Row *scalar = module->find(scalar_signature(row));
-        ASSERT_NE(scalar, nullptr) << row.signature;
         const bool in_unit =
             circular_groups.count(row.name) && scalar_kind(row.args[0]) != Scalar::Int;
         for (int32_t unit : {1, 0}) {
@@ -179,8 +189,18 @@ TEST_F(Trig, VectorFormsAgreeWithScalarForms) {
                 check_against_scalar(row, *scalar, trial);
         }
     }
+    return vector_rows;
+}
+
+TEST_F(Trig, VectorFormsAgreeWithScalarForms) {
     // Nine families of 12 rows, five of 8 and hypot: their vector rows.
-    EXPECT_EQ(vector_rows, 9 * 9 + 5 * 6 + 12);
+    EXPECT_EQ(walk(trig_groups), 9 * 9 + 5 * 6 + 12);
+}
+
+TEST_F(Trig, CommonVectorFormsAgreeWithScalarForms) {
+    // abs 9, six roundings of 6, min and max 27 each, mid 9, clamp 9, lerp 6,
+    // the two steps 12 each.
+    EXPECT_EQ(walk(common_groups), 9 + 6 * 6 + 2 * 27 + 9 + 9 + 6 + 2 * 12);
 }
 
 // Scripts can set only 0 and 1, but any unit value other than 1 means

@@ -18,4 +18,21 @@ kav_deps() {
     "${missing[@]}" >/dev/null
 }
 
+# Succeeds when this machine executes 32-bit x86 programs (some kernels refuse
+# them); asked by running one, not guessed from the machine.
+kav_runs_i386() {
+  local dir rc=0
+  dir=$(mktemp -d)
+  printf 'int main(void) { return 0; }\n' >"$dir/runs.c"
+  gcc -m32 "$dir/runs.c" -o "$dir/runs" 2>/dev/null && "$dir/runs" 2>/dev/null || rc=1
+  rm -rf "$dir"
+  return $rc
+}
+
+# Installs qemu-user when the i386 tests will run emulated: the machine cannot
+# execute 32-bit programs, or KAV_EMULATE_I386 (set and not 0) asks for it.
+kav_i386_deps() {
+  if [[ ${KAV_EMULATE_I386:-0} != 0 ]] || ! kav_runs_i386; then kav_deps qemu-user; fi
+}
+
 if [[ "${BASH_SOURCE[0]}" == "$0" ]]; then kav_deps "$@"; fi

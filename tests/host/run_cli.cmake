@@ -1,7 +1,9 @@
 # Runs KAVMATH with ARGS ('|'-separated) and checks its exit status RC, its
 # exact standard output STDOUT and its standard error against STDERR (regex).
+# EMULATOR ('|'-separated, may be empty) is the command that starts KAVMATH.
 string(REPLACE "|" ";" args "${ARGS}")
-execute_process(COMMAND ${KAVMATH} ${args}
+string(REPLACE "|" ";" emulator "${EMULATOR}")
+execute_process(COMMAND ${emulator} ${KAVMATH} ${args}
                 RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
 set(problems "")
 if(NOT rc STREQUAL RC)

@@ -337,6 +337,15 @@ TEST(SharedObject, NeedsLibcAndLibmOnlyAndHasItsSoname) {
     EXPECT_NE(dyn.find("Library soname: [libKAV_mod_math.so.1]"), std::string::npos);
 }
 
+TEST(SharedObject, IsHardened) {
+    const std::string dyn = run("readelf -d " KAV_MODULE_PATH);
+    const std::string segments = run("readelf -lW " KAV_MODULE_PATH);
+    EXPECT_NE(segments.find("GNU_RELRO"), std::string::npos);  // with BIND_NOW: full RELRO
+    EXPECT_NE(dyn.find("BIND_NOW"), std::string::npos);
+    EXPECT_EQ(dyn.find("TEXTREL"), std::string::npos);
+    EXPECT_NE(run("nm -D --undefined-only " KAV_MODULE_PATH).find("__stack_chk_fail"), std::string::npos);
+}
+
 // ---- Initialisation ---------------------------------------------------------
 
 TEST_F(ModuleTest, TablesHoldZerosUntilInitThenTheirTruncatedValues) {
@@ -369,10 +378,32 @@ TEST_F(ModuleTest, TablesHoldZerosUntilInitThenTheirTruncatedValues) {
     EXPECT_EQ(acos_tab[1707], 45008);
     EXPECT_EQ(asin_tab[2000], 90000);
     EXPECT_EQ(acos_tab[2000], 0);
-    // Monotone and within their ranges everywhere.
-    for (int i = 1; i <= 90000; ++i) {
-        ASSERT_LE(sin_tab[i - 1], sin_tab[i]) << i;
-        ASSERT_GE(cos_tab[i - 1], cos_tab[i]) << i;
+}
+
+// Every entry as the formula gives it, call by call, with this machine's library.
+int32_t truncated(long double x) { return static_cast<int32_t>(x); }
+
+TEST_F(ModuleTest, EveryTableEntryIsTheDirectFormulaAlsoAfterASecondInit) {
+    const int32_t *tab[] = {mod->sym<int32_t>("sin_tab"), mod->sym<int32_t>("cos_tab"),
+                            mod->sym<int32_t>("asin_tab"), mod->sym<int32_t>("acos_tab")};
+    std::vector<int32_t> want[4];
+    for (int i = 0; i < 90000; ++i) {
+        double s = 0, c = 1;
+        if (i > 0) sincos(static_cast<double>(static_cast<long double>(i) / 57295.77951), &s, &c);
+        want[0].push_back(truncated(s * 1000.0L));
+        want[1].push_back(truncated(c * 1000.0L));
+    }
+    want[0].push_back(1000);
+    want[1].push_back(0);
+    for (int x = -1000; x <= 1000; ++x) {
+        want[2].push_back(truncated(static_cast<float>(std::asin(x / 1000.0)) * 57295.77951L));
+        want[3].push_back(truncated(static_cast<float>(std::acos(x / 1000.0)) * 57295.77951L));
+    }
+    for (int run = 0; run < 2; ++run) {
+        mod->sym<void()>("KAV_mod_math_init")();
+        for (int t = 0; t < 4; ++t)
+            for (size_t i = 0; i < want[t].size(); ++i)
+                ASSERT_EQ(tab[t][i], want[t][i]) << "table " << t << " entry " << i << " init " << run;
     }
 }
 

@@ -23,9 +23,11 @@ struct Case {
 
 const std::vector<Case> &cases();
 
-// In the order they run: init, module/..., memory; then host/....
+// In the order they run: init, module/..., memory; then host/...; then
+// family/....
 void register_module_benchmarks();
 void register_host_benchmarks();
+void register_family_benchmarks();
 
 }  // namespace kav::bench
 

@@ -14,6 +14,7 @@ int main(int argc, char **argv) {
     }
     kav::bench::register_module_benchmarks();
     kav::bench::register_host_benchmarks();
+    kav::bench::register_family_benchmarks();
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))
         return 1;

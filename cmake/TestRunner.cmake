@@ -44,4 +44,6 @@ else()
   unset(CMAKE_CROSSCOMPILING_EMULATOR)
   set(KAV_TEST_RUNNER "native" CACHE INTERNAL "")
 endif()
+# The command that starts a test program (empty when native), for scripts.
+set(KAV_TEST_EMULATOR "${CMAKE_CROSSCOMPILING_EMULATOR}" CACHE INTERNAL "")
 message(STATUS "tests run ${KAV_TEST_RUNNER}")

@@ -23,6 +23,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -197,6 +198,8 @@ public:
     CallResult run_init();
     // Calls a row. args must fit the row's codes (std::invalid_argument).
     CallResult call(const Row &row, std::vector<Arg> &args);
+    // Sees every call before it is made (for tools that record calls).
+    std::function<void(const Row &, const std::vector<Arg> &)> on_call;
 
     struct Impl;  // internal.h
 

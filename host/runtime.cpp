@@ -302,6 +302,8 @@ CallResult Module::call(const Row &row, std::vector<Arg> &args) {
     if (args.size() != row.args.size())
         throw std::invalid_argument(row.signature + " takes " + std::to_string(row.args.size()) +
                                     " arguments");
+    if (on_call)
+        on_call(row, args);
     CallResult out;
     ActiveCall c;
     c.row = &row;

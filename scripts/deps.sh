@@ -35,4 +35,22 @@ kav_i386_deps() {
   if [[ ${KAV_EMULATE_I386:-0} != 0 ]] || ! kav_runs_i386; then kav_deps qemu-user; fi
 }
 
+# Builds the fuzz preset (clang's libFuzzer, ASan and UBSan) and fuzzes every
+# row from seeds made of the conformance vectors' calls: kav_fuzz CORPUS
+# [FLAGS...]. New inputs go to the folder CORPUS, findings to
+# build/fuzz/findings; the flags go to libFuzzer (-runs=N, -max_total_time=S,
+# -jobs=N ...).
+kav_fuzz() {
+  kav_deps clang libclang-rt-14-dev
+  cmake --preset fuzz >/dev/null
+  cmake --build --preset fuzz >/dev/null
+  local corpus=$1 out=build/fuzz seeds=build/fuzz/seeds
+  shift
+  rm -rf "$seeds"
+  mkdir -p "$seeds" "$corpus" "$out/findings"
+  "$out/tests/fuzz/fuzz_seeds" seeds "$out/src/libKAV_mod_math.so.1" "$seeds" tests/vectors/*.kvt
+  "$out/tests/fuzz/fuzz_rows" -artifact_prefix="$out/findings/" -print_final_stats=1 "$@" \
+    "$corpus" "$seeds"
+}
+
 if [[ "${BASH_SOURCE[0]}" == "$0" ]]; then kav_deps "$@"; fi

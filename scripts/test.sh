@@ -3,7 +3,9 @@
 # sanitizer build. Installs what a fresh machine lacks first. The i386 tests
 # run natively where the kernel executes 32-bit programs and under qemu-i386
 # otherwise; KAV_EMULATE_I386=1 forces emulation. A preset that cannot build
-# or runs no test counts as a failure, never as a skip.
+# or runs no test counts as a failure, never as a skip. Then the two targets'
+# answers to one corpus of calls are compared by bits, and a short fuzz pass
+# runs every row under the sanitizers.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/deps.sh
@@ -34,6 +36,59 @@ for preset in default i386 sanitize; do
   fi
   rm -f "$log"
 done
+
+# Both targets answer alike: the corpus of every row, run by each build and
+# compared by bits (the report is build/targets.txt). Counts as one test.
+corpus=tests/targets/target_corpus
+if [[ -x build/default/$corpus && -x build/i386/$corpus ]]; then
+  echo "== x86-64 against i386"
+  read -ra emulator <<<"$(sed -n 's/^KAV_TEST_EMULATOR:INTERNAL=//p' build/i386/CMakeCache.txt | tr ';' ' ')"
+  if build/default/$corpus compare tests/targets/library_rows.txt \
+       <(build/default/$corpus run build/default/src/libKAV_mod_math.so.1) \
+       <("${emulator[@]}" build/i386/$corpus run build/i386/src/libKAV_mod_math.so.1) \
+       >build/targets.txt; then
+    passed=$((passed + 1))
+  else
+    failed=$((failed + 1)) status=1
+  fi
+  grep -E '[1-9][0-9]* differ$' build/targets.txt || true
+  summary+=("$(tail -n 1 build/targets.txt)")
+fi
+
+# memcheck over the conformance vectors and 100 corpus calls a row, x86-64.
+# Only memcheck's own findings count (exit status 9): valgrind computes x87
+# extended precision at double precision, so a few rounding-sensitive vectors
+# answer differently under it.
+if [[ -x build/default/$corpus ]]; then
+  echo "== memcheck"
+  kav_deps valgrind
+  memcheck=(valgrind -q --error-exitcode=9 --leak-check=full --errors-for-leak-kinds=definite)
+  rc1=0 rc2=0
+  "${memcheck[@]}" build/default/host/kavmath --check tests/vectors/*.kvt >build/memcheck.txt 2>&1 || rc1=$?
+  "${memcheck[@]}" build/default/$corpus check build/default/src/libKAV_mod_math.so.1 100 \
+    >>build/memcheck.txt 2>&1 || rc2=$?
+  if ((rc1 != 9 && rc2 != 9 && rc2 == 0)); then
+    passed=$((passed + 1))
+    summary+=("memcheck: no finding")
+  else
+    failed=$((failed + 1)) status=1
+    summary+=("memcheck: findings (build/memcheck.txt)")
+  fi
+fi
+
+# A short fuzz pass over every row under ASan and UBSan: a fixed number of
+# executions from a fixed seed. Counts as one test.
+echo "== fuzz"
+fuzz_corpus=$(mktemp -d)
+if kav_fuzz "$fuzz_corpus" -seed=1 -runs=200000 >build/fuzz.txt 2>&1; then
+  passed=$((passed + 1))
+  summary+=("fuzz: $(grep -Eo 'DONE +cov: [0-9]+' build/fuzz.txt | tail -n 1), 200000 runs, no finding")
+else
+  failed=$((failed + 1)) status=1
+  tail -n 30 build/fuzz.txt
+  summary+=("fuzz: a finding or a failed build (build/fuzz.txt)")
+fi
+rm -rf "$fuzz_corpus"
 
 # The same tests on both targets: nothing may be left out of the i386 run.
 if [[ -n ${ran[default]:-} && -n ${ran[i386]:-} && ${ran[default]} != "${ran[i386]}" ]]; then

@@ -59,9 +59,9 @@ void transpose() {
 }  // namespace
 
 #define KAV_ELEMENTWISE_ROUTINES(p, T, shape, A, B)                                            \
-    KAV_ROUTINE(KAV_##p##shape##_add) { pairwise<T, A, B>(kav::matrix::plus<T>); }             \
-    KAV_ROUTINE(KAV_##p##shape##_sub) { pairwise<T, A, B>(kav::matrix::minus<T>); }            \
-    KAV_ROUTINE(KAV_##p##shape##_compmult) { pairwise<T, A, B>(kav::matrix::times<T>); }       \
+    KAV_ROUTINE(KAV_##p##shape##_add) { pairwise<T, A, B>(kav::matrix::plus); }             \
+    KAV_ROUTINE(KAV_##p##shape##_sub) { pairwise<T, A, B>(kav::matrix::minus); }            \
+    KAV_ROUTINE(KAV_##p##shape##_compmult) { pairwise<T, A, B>(kav::matrix::times); }       \
     KAV_ROUTINE(KAV_##p##shape##_neg) { negate<T, A, B>(); }                                   \
     KAV_ROUTINE(KAV_##p##shape##_eq) { compare<T, A, B>(true); }                               \
     KAV_ROUTINE(KAV_##p##shape##_ne) { compare<T, A, B>(false); }                              \

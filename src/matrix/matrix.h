@@ -30,27 +30,40 @@ namespace kav::matrix {
 template <class T>
 inline constexpr bool is_int = std::is_same_v<T, int32_t>;
 
-// Element arithmetic in the element type: int wraps, floating is IEEE.
-template <class T>
-T plus(T a, T b) {
-    if constexpr (is_int<T>) return kav::add(a, b);
-    else return a + b;
-}
-template <class T>
-T minus(T a, T b) {
-    if constexpr (is_int<T>) return kav::sub(a, b);
-    else return a - b;
-}
-template <class T>
-T times(T a, T b) {
-    if constexpr (is_int<T>) return kav::mul(a, b);
-    else return a * b;
-}
-template <class T>
-T negated(T a) {
-    if constexpr (is_int<T>) return kav::neg(a);
-    else return -a;
-}
+// Element arithmetic in the element type: int wraps, floating is IEEE. Function
+// objects, so that the element-wise forms inline them.
+struct Plus {
+    template <class T>
+    T operator()(T a, T b) const {
+        if constexpr (is_int<T>) return kav::add(a, b);
+        else return a + b;
+    }
+};
+inline constexpr Plus plus{};
+struct Minus {
+    template <class T>
+    T operator()(T a, T b) const {
+        if constexpr (is_int<T>) return kav::sub(a, b);
+        else return a - b;
+    }
+};
+inline constexpr Minus minus{};
+struct Times {
+    template <class T>
+    T operator()(T a, T b) const {
+        if constexpr (is_int<T>) return kav::mul(a, b);
+        else return a * b;
+    }
+};
+inline constexpr Times times{};
+struct Negated {
+    template <class T>
+    T operator()(T a) const {
+        if constexpr (is_int<T>) return kav::neg(a);
+        else return -a;
+    }
+};
+inline constexpr Negated negated{};
 
 // A matrix reference, read whole: the matrix, or nothing when it is absent.
 template <class M>

@@ -28,7 +28,8 @@ const char kUsage[] =
     "  --bits    show the raw bits of floating values\n"
     "  --echo    print each expression, as 'kav> EXPR', before its value\n"
     "  --lib     the module to load; default $KAVMATH_LIB, then next to kavmath,\n"
-    "            ../src, ../lib, then the library search path\n";
+    "            ../src, the installed library folder, then the library\n"
+    "            search path\n";
 
 int fail_usage(const std::string &what) {
     std::fprintf(stderr, "kavmath: %s (try --help)\n", what.c_str());
@@ -43,7 +44,8 @@ std::string default_library() {
     if (n > 0) {
         std::string self(buf.data(), static_cast<std::size_t>(n));
         std::string dir = self.substr(0, self.rfind('/') + 1);
-        for (const char *rel : {"", "../src/", "../lib/"}) {
+        // KAVMATH_LIBDIR: the installed library folder relative to kavmath's.
+        for (const char *rel : {"", "../src/", KAVMATH_LIBDIR}) {
             std::string path = dir + rel + kLibName;
             if (access(path.c_str(), F_OK) == 0)
                 return path;

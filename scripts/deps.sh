@@ -4,7 +4,8 @@
 set -euo pipefail
 
 kav_deps() {
-  local need=(cmake make g++ gcc-multilib g++-multilib googletest binutils "$@")
+  local need=(cmake make g++ gcc-multilib g++-multilib googletest binutils dpkg-dev pkg-config file
+              "$@")
   local missing=() p
   for p in "${need[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'ok installed' || missing+=("$p")

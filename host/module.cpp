@@ -380,10 +380,13 @@ bool parse_row(const Module::Impl &m, const Module::Impl::RawRow &raw, Row *row,
 void apply_deviations(const Module::Impl &m, Row *row) {
     const std::string &sig = row->signature;
     auto float_twin = [&]() -> std::optional<Code> {
-        if (row->ret.kind != Code::Kind::Struct || row->ret.type->name[0] != 'd')
+        if (row->ret.kind != Code::Kind::Struct)
             return std::nullopt;
+        // dmat2x3 -> mat2x3 (half its size), imat2x3 -> mat2x3 (its size).
+        const std::string &name = row->ret.type->name;
+        const std::size_t scale = name[0] == 'd' ? 2 : name[0] == 'i' ? 1 : 0;
         for (const TypePtr &t : m.types)
-            if (t->name == row->ret.type->name.substr(1) && 2 * t->size == row->ret.type->size)
+            if (scale && t->name == name.substr(1) && scale * t->size == row->ret.type->size)
                 return Code{Code::Kind::Struct, t};
         return std::nullopt;
     };

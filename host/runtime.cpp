@@ -121,7 +121,8 @@ void add_result(const char *slot, Code::Kind kind, Make make) {
     const Code &ret = c->row->ret;
     const Code *alt = c->row->alt_result ? &*c->row->alt_result : nullptr;
     std::string why;
-    for (const Code *code : {&ret, alt}) {
+    // The deviation first: a float twin of the same size is reported as such.
+    for (const Code *code : {alt, &ret}) {
         if (!code || code->kind != kind)
             continue;
         if (std::optional<Value> v = make(*code, &why)) {

@@ -51,16 +51,28 @@ int32_t direct_cos(int32_t i) {
     return thousandths(c);
 }
 
+// An extended value of magnitude below 2^31 truncated toward zero. The
+// integer is found at extended precision and only then converted, from
+// double, because the processor's conversion of an extended value switches
+// the rounding mode each time, which would dominate init.
+int32_t truncated(long double x) {
+    constexpr long double ROUNDER = 0x1.8p63L;  // its ulp is 1: the sum rounds x to an integer
+    long double r = (x + ROUNDER) - ROUNDER;
+    if (x >= 0 && r > x) r -= 1;
+    if (x < 0 && r < x) r += 1;
+    return kav::to_int(static_cast<double>(r));
+}
+
 // The library result is rounded to single before scaling; that moves some
 // entries by one and is part of the tables' values.
 int32_t millidegrees_via_single(float radians) {
-    return kav::to_int(static_cast<long double>(radians) * kav::MILLIDEG_PER_RAD);
+    return truncated(static_cast<long double>(radians) * kav::MILLIDEG_PER_RAD);
 }
 
 // Steps closer than this (in table indices) to an integer, and arc values
 // closer than this (relative) to a rounding boundary of single precision, are
 // decided by the direct formula. Both are far above the library's error.
-constexpr long double STEP_MARGIN = 1e-4L;
+constexpr double STEP_MARGIN = 1e-4;
 constexpr double ROUNDING_MARGIN = 0x1p-36;
 
 // The first index of [lo, hi] where at(i) >= v, for at non-decreasing; hi + 1
@@ -74,7 +86,7 @@ int32_t first_reaching(int32_t lo, int32_t hi, int32_t v, At at) {
 // The first index in 1..89999 whose sine entry reaches v, given the angle
 // asin(v / 1000) in radians.
 int32_t sine_step(int32_t v, double angle) {
-    const long double at = angle * static_cast<long double>(kav::MILLIDEG_PER_RAD);
+    const double at = angle * kav::MILLIDEG_PER_RAD;  // to far better than the margin
     const int32_t lo = kav::to_int(at - STEP_MARGIN), hi = kav::to_int(at + STEP_MARGIN);
     if (lo == hi) return hi + 1;  // no index near the step
     return first_reaching(lo < 1 ? 1 : lo, hi + 1, v, direct_sin);
@@ -83,7 +95,7 @@ int32_t sine_step(int32_t v, double angle) {
 // The last index in 0..89999 whose cosine entry still reaches v, given the
 // angle acos(v / 1000) in radians.
 int32_t cosine_step(int32_t v, double angle) {
-    const long double at = angle * static_cast<long double>(kav::MILLIDEG_PER_RAD);
+    const double at = angle * kav::MILLIDEG_PER_RAD;  // to far better than the margin
     const int32_t lo = kav::to_int(at - STEP_MARGIN), hi = kav::to_int(at + STEP_MARGIN);
     if (lo == hi) return lo;
     // The cosine entries fall: the first index below v, less one.
@@ -107,7 +119,11 @@ float single_of(double x, Exact exact) {
 
 // Sets tab[from..to-1] to v; answers where the run ends.
 int32_t fill_run(int32_t *tab, int32_t from, int32_t to, int32_t v) {
-    for (int32_t k = from; k < to; ++k) tab[k] = v;
+    // Four entries a store, whatever the optimisation level.
+    const int32_t quad[4] = {v, v, v, v};
+    int32_t k = from;
+    for (; k + 4 <= to; k += 4) std::memcpy(tab + k, quad, sizeof quad);
+    for (; k < to; ++k) tab[k] = v;
     return to > from ? to : from;
 }
 

@@ -348,7 +348,7 @@ int corpus_stream(int argc, char **argv, const std::string &default_library) {
     return 0;
 }
 
-int compare_command(int argc, char **argv, const std::string &default_library) {
+int compare_command(int argc, char **argv, const std::string &default_library, FILE *out) {
     Options o = parse(argc, argv, default_library);
     if (o.ok && o.other.empty()) {
         std::fprintf(stderr, "kavmath: --compare needs the other build\n");
@@ -464,23 +464,23 @@ int compare_command(int argc, char **argv, const std::string &default_library) {
     // The report: rows that are not identical, the by-design group apart.
     uint64_t identical = 0, differ = 0, only = 0, designed = 0, nan_rows = 0;
     auto print_row = [&](const Tally &t) {
-        std::printf("%s: %" PRIu64 " calls, %" PRIu64 " identical, %" PRIu64 " differ", t.signature.c_str(), t.calls,
+        std::fprintf(out, "%s: %" PRIu64 " calls, %" PRIu64 " identical, %" PRIu64 " differ", t.signature.c_str(), t.calls,
                     t.same, t.differ);
-        if (t.nan_noise) std::printf(", %" PRIu64 " NaN sign or payload only", t.nan_noise);
-        if (t.within) std::printf(", %" PRIu64 " within %" PRId64 " ulps", t.within, o.ulps);
+        if (t.nan_noise) std::fprintf(out, ", %" PRIu64 " NaN sign or payload only", t.nan_noise);
+        if (t.within) std::fprintf(out, ", %" PRIu64 " within %" PRId64 " ulps", t.within, o.ulps);
         if (t.faults_this || t.faults_other)
-            std::printf(", faults: %" PRIu64 " here, %" PRIu64 " in the other", t.faults_this, t.faults_other);
-        if (t.worst) std::printf(", worst %" PRId64 " ulps or units", t.worst);
-        if (t.nan_number) std::printf(", NaN against a number");
-        std::printf("\n");
+            std::fprintf(out, ", faults: %" PRIu64 " here, %" PRIu64 " in the other", t.faults_this, t.faults_other);
+        if (t.worst) std::fprintf(out, ", worst %" PRId64 " ulps or units", t.worst);
+        if (t.nan_number) std::fprintf(out, ", NaN against a number");
+        std::fprintf(out, "\n");
         for (const auto &[line, results] : t.examples)
-            std::printf("  %s\n    this:  %s\n    other: %s\n", line.c_str(), results.first.c_str(),
+            std::fprintf(out, "  %s\n    this:  %s\n    other: %s\n", line.c_str(), results.first.c_str(),
                         results.second.c_str());
     };
     for (const Tally &t : tallies) {
         if (t.in != 'b') {
             ++only;
-            std::printf("%s: only in %s\n", t.signature.c_str(), t.in == 't' ? "this build" : "the other");
+            std::fprintf(out, "%s: only in %s\n", t.signature.c_str(), t.in == 't' ? "this build" : "the other");
         } else if (t.differ && by_design().count(t.signature)) {
             ++designed;
         } else if (t.differ || t.faults_this != t.faults_other) {
@@ -495,41 +495,41 @@ int compare_command(int argc, char **argv, const std::string &default_library) {
         }
     }
     if (designed) {
-        std::printf("may differ by design:\n");
+        std::fprintf(out, "may differ by design:\n");
         for (const Tally &t : tallies)
             if (t.in == 'b' && t.differ && by_design().count(t.signature)) {
-                std::printf("(%s) ", by_design().at(t.signature).c_str());
+                std::fprintf(out, "(%s) ", by_design().at(t.signature).c_str());
                 print_row(t);
             }
     }
-    if (o.ulps >= 0) std::printf("floating results within %" PRId64 " ulps count as identical (--ulps)\n", o.ulps);
-    if (nan_rows) std::printf("%" PRIu64 " identical rows differ in NaN sign or payload only\n", nan_rows);
-    if (designed) std::printf("%" PRIu64 " rows differ where the module may by design\n", designed);
-    std::printf("%" PRIu64 " rows identical, %" PRIu64 " differ, %" PRIu64 " only in one\n", identical, differ, only);
+    if (o.ulps >= 0) std::fprintf(out, "floating results within %" PRId64 " ulps count as identical (--ulps)\n", o.ulps);
+    if (nan_rows) std::fprintf(out, "%" PRIu64 " identical rows differ in NaN sign or payload only\n", nan_rows);
+    if (designed) std::fprintf(out, "%" PRIu64 " rows differ where the module may by design\n", designed);
+    std::fprintf(out, "%" PRIu64 " rows identical, %" PRIu64 " differ, %" PRIu64 " only in one\n", identical, differ, only);
 
     if (!o.json.empty()) {
-        std::ofstream out(o.json);
-        out << "{\"this\": " << json_string(o.lib) << ", \"other\": " << json_string(o.other)
+        std::ofstream json(o.json);
+        json << "{\"this\": " << json_string(o.lib) << ", \"other\": " << json_string(o.other)
             << ", \"calls\": " << o.calls << ", \"seed\": " << o.seed << ", \"ulps\": ";
-        if (o.ulps < 0) out << "null"; else out << o.ulps;
-        out << ", \"identical\": " << identical << ", \"differ\": " << differ << ", \"only_in_one\": " << only
+        if (o.ulps < 0) json << "null"; else json << o.ulps;
+        json << ", \"identical\": " << identical << ", \"differ\": " << differ << ", \"only_in_one\": " << only
             << ", \"by_design\": " << designed << ",\n \"rows\": [";
         for (std::size_t i = 0; i < tallies.size(); ++i) {
             const Tally &t = tallies[i];
-            out << (i ? ",\n  " : "\n  ") << "{\"signature\": " << json_string(t.signature) << ", \"in\": \""
+            json << (i ? ",\n  " : "\n  ") << "{\"signature\": " << json_string(t.signature) << ", \"in\": \""
                 << (t.in == 'b' ? "both" : t.in == 't' ? "this" : "other") << "\", \"calls\": " << t.calls
                 << ", \"identical\": " << t.same << ", \"differ\": " << t.differ << ", \"nan_only\": " << t.nan_noise
                 << ", \"within_ulps\": " << t.within << ", \"faults_this\": " << t.faults_this
                 << ", \"faults_other\": " << t.faults_other << ", \"worst\": " << t.worst
                 << ", \"by_design\": " << (by_design().count(t.signature) ? "true" : "false") << ", \"examples\": [";
             for (std::size_t e = 0; e < t.examples.size(); ++e)
-                out << (e ? ", " : "") << "{\"line\": " << json_string(t.examples[e].first)
+                json << (e ? ", " : "") << "{\"line\": " << json_string(t.examples[e].first)
                     << ", \"this\": " << json_string(t.examples[e].second.first)
                     << ", \"other\": " << json_string(t.examples[e].second.second) << "}";
-            out << "]}";
+            json << "]}";
         }
-        out << "\n]}\n";
-        if (!out) {
+        json << "\n]}\n";
+        if (!json) {
             std::fprintf(stderr, "kavmath: cannot write %s\n", o.json.c_str());
             return 2;
         }

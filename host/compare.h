@@ -9,6 +9,7 @@
 #define KAV_HOST_COMPARE_H
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -38,7 +39,7 @@ Verdict compare_calls(const std::vector<std::string> &a, const std::vector<std::
 
 // kavmath --compare OTHER [options]: argv from "--compare" on. Returns 0
 // when all rows agree, 1 on any difference, 2 on a usage or load error.
-int compare_command(int argc, char **argv, const std::string &default_library);
+int compare_command(int argc, char **argv, const std::string &default_library, FILE *out = stdout);
 
 // kavmath --corpus-stream: the corpus lines of the module's rows on stdout,
 // for a comparison run by a kavmath of another target.

@@ -279,7 +279,8 @@ std::string example_line(const std::string &lib, const Row &row, uint64_t seed, 
                        quoted("rand_seed(" + std::to_string(call.seed) + ")");
     std::string args, after;
     for (std::size_t i = 0; i < row.args.size(); ++i) {
-        const std::string name = "a" + std::to_string(i);
+        std::string name = "a";
+        name += std::to_string(i);
         if (i) args += ", ";
         switch (row.args[i].kind) {
         case Code::Kind::Int: case Code::Kind::Float: case Code::Kind::Double:
@@ -293,10 +294,13 @@ std::string example_line(const std::string &lib, const Row &row, uint64_t seed, 
                 args += "null";
                 continue;
             }
-            args += "&" + name;
+            args += '&';
+            args += name;
         }
-        line += " " + quoted(name + " = " + value_text(call.values[i]));
-        after += " " + name;
+        line += ' ';
+        line += quoted(name + " = " + value_text(call.values[i]));
+        after += ' ';
+        after += name;
     }
     return line + " " + quoted(row.name + "(" + args + ")") + after;
 }

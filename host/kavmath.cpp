@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "compare.h"
 #include "kavhost.h"
 
 namespace {
@@ -23,6 +24,8 @@ const char kUsage[] =
     "       kavmath [--lib PATH] [--bits]           read expressions from stdin\n"
     "       kavmath [--lib PATH] --list [PATTERN]   list rows (substring or glob)\n"
     "       kavmath [--lib PATH] [--bits] --check FILE...   run .kvt vectors\n"
+    "       kavmath [--lib PATH] --compare OTHER [--rows REGEX] [--calls N] [--seed S]\n"
+    "               [--ulps K] [--examples K] [--json FILE]   compare two builds\n"
     "\n"
     "  EXPR      sin(30000), v = vec2(1, 0.5f), modf(2.75f, &v), f32(0x40490fd8)\n"
     "  --bits    show the raw bits of floating values\n"
@@ -117,6 +120,10 @@ int interactive(Session &s, bool bits, bool echo) {
 }
 
 int run(int argc, char **argv) {
+    for (int i = 1; i < argc; ++i) {  // compare.cpp reads its own options
+        if (std::string(argv[i]) == "--compare") return compare_command(argc, argv, default_library());
+        if (std::string(argv[i]) == "--corpus-stream") return corpus_stream(argc, argv, default_library());
+    }
     bool bits = false, echo = false, list = false, check = false, options = true;
     std::string lib;
     std::vector<std::string> operands;

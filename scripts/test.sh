@@ -55,6 +55,25 @@ if [[ -x build/default/$corpus && -x build/i386/$corpus ]]; then
   summary+=("$(tail -n 1 build/targets.txt)")
 fi
 
+# The same through kavmath --compare, which streams the i386 side from an
+# i386 kavmath: only the rows whose routines call the system library may
+# differ. Counts as one test.
+if [[ -x build/default/host/kavmath && -x build/i386/host/kavmath ]]; then
+  echo "== kavmath --compare x86-64 against i386"
+  rc=0
+  build/default/host/kavmath --compare build/i386/src/libKAV_mod_math.so.1 --calls 100 \
+    >build/compare.txt || rc=$?
+  unexpected=$(grep -E '^[^ (].*: [0-9]+ calls, .* [1-9][0-9]* differ' build/compare.txt |
+    sed 's/: [0-9]* calls.*//' | grep -vxFf <(grep -v '^#' tests/targets/library_rows.txt | awk '{print $1}') || true)
+  if ((rc <= 1)) && [[ -z $unexpected ]] && tail -n 1 build/compare.txt | grep -q ' 0 only in one$'; then
+    passed=$((passed + 1))
+  else
+    failed=$((failed + 1)) status=1
+    echo "kavmath --compare (exit $rc), rows beyond the library's: ${unexpected:-none}"
+  fi
+  summary+=("kavmath --compare: $(tail -n 1 build/compare.txt)")
+fi
+
 # memcheck over the conformance vectors and 100 corpus calls a row, x86-64.
 # Only memcheck's own findings count (exit status 9): valgrind computes x87
 # extended precision at double precision, so a few rounding-sensitive vectors

@@ -28,7 +28,7 @@
 #include <vector>
 
 #include "callables.h"
-#include "corpus.h"
+#include "compare.h"
 
 namespace {
 
@@ -43,38 +43,22 @@ int run(const char *path, uint64_t calls, uint64_t seed, bool print) {
     }
     module->run_init();
     long violations = 0;
-    std::string line;
     for (const Row &row : callables(*module)) {
         for (uint64_t k = 0; k < calls; ++k) {
-            CorpusCall call = corpus_call(row, seed, k);
-            std::string args;
-            for (const Value &v : call.values) args += value_bits(v) + ";";
-            for (bool a : call.absent) args += a ? 'N' : '-';
-            line = row.signature + '\t' + std::to_string(k) + '\t' + args + '\t';
-            CallResult r = run_corpus_call(*module, row, call);
-            if ((r.fault != 0) != faults_by_design(row, call.values))
+            CallResult r;
+            const std::string line = corpus_line(*module, row, seed, k, &r);
+            if ((r.fault != 0) != faults_by_design(row, corpus_call(row, seed, k).values))
                 r.violations.push_back(r.fault ? describe_fault(r.fault) : "no fault where one is required");
             for (const std::string &v : r.violations) {
                 ++violations;
                 std::fprintf(stderr, "%s call %" PRIu64 ": %s\n", row.signature.c_str(), k, v.c_str());
             }
-            if (r.fault) {
-                if (print) std::cout << line << describe_fault(r.fault) << '\n';
-                continue;
-            }
-            line += value_bits(r.result) + '\t' + format_raised(r.errors) + '\t';
-            for (const Value &v : call.values) line += value_bits(v) + ";";
             if (print) std::cout << line << '\n';
         }
     }
     std::cout.flush();
     return violations ? 1 : 0;
 }
-
-struct Bound {
-    int64_t units = 0;
-    bool nan = false;
-};
 
 std::map<std::string, Bound> read_list(const char *path) {
     std::map<std::string, Bound> out;
@@ -92,63 +76,6 @@ std::map<std::string, Bound> read_list(const char *path) {
         b.nan = flag == "nan";
         out[sig] = b;
     }
-    return out;
-}
-
-// A position on the line of all values of the kind: ulps between two floats,
-// units between two ints.
-int64_t ordered(char kind, uint64_t bits) {
-    if (kind == 'i') return static_cast<int32_t>(bits);
-    const uint64_t sign = kind == 'f' ? 0x80000000u : 0x8000000000000000u;
-    const int64_t magnitude = static_cast<int64_t>(bits & (sign - 1));
-    return bits & sign ? -magnitude : magnitude;
-}
-
-bool is_nan(char kind, uint64_t bits) {
-    if (kind == 'f') return (bits & 0x7FFFFFFFu) > 0x7F800000u;
-    if (kind == 'd') return (bits & 0x7FFFFFFFFFFFFFFFu) > 0x7FF0000000000000u;
-    return false;
-}
-
-enum Verdict { Same, NanNoise, WithinLibrary, Differs };
-
-// Compares two value fields token by token; worst collects the largest
-// distance seen.
-Verdict compare_fields(const std::string &a, const std::string &b, const Bound *bound, int64_t *worst,
-                       bool *nan_number) {
-    if (a == b) return Same;
-    std::istringstream sa(a), sb(b);
-    std::string ta, tb;
-    Verdict v = Same;
-    while (sa >> ta && sb >> tb) {
-        if (ta == tb) continue;
-        if (ta.size() < 3 || ta[0] != tb[0] || ta.size() != tb.size()) return Differs;
-        const char kind = ta[0];
-        const uint64_t x = std::strtoull(ta.c_str() + 2, nullptr, 16);
-        const uint64_t y = std::strtoull(tb.c_str() + 2, nullptr, 16);
-        const bool nx = is_nan(kind, x), ny = is_nan(kind, y);
-        if (nx && ny) {
-            v = std::max(v, NanNoise);
-        } else if (nx != ny) {
-            *nan_number = true;
-            if (!bound || !bound->nan) return Differs;
-            v = WithinLibrary;
-        } else {
-            const int64_t d = std::llabs(ordered(kind, x) - ordered(kind, y));
-            *worst = std::max(*worst, d);
-            if (!bound || d > bound->units) return Differs;
-            v = WithinLibrary;
-        }
-    }
-    return (sa >> ta || sb >> tb) ? Differs : v;
-}
-
-std::vector<std::string> split(const std::string &line) {
-    std::vector<std::string> out;
-    std::size_t start = 0;
-    for (std::size_t tab; (tab = line.find('\t', start)) != std::string::npos; start = tab + 1)
-        out.push_back(line.substr(start, tab - start));
-    out.push_back(line.substr(start));
     return out;
 }
 
@@ -171,7 +98,7 @@ int compare(const char *list_path, const char *a_path, const char *b_path) {
     while (true) {
         const bool ga = static_cast<bool>(std::getline(a, la)), gb = static_cast<bool>(std::getline(b, lb));
         if (!ga && !gb) break;
-        const auto fa = split(ga ? la : ""), fb = split(gb ? lb : "");
+        const auto fa = split_tabs(ga ? la : ""), fb = split_tabs(gb ? lb : "");
         if (!ga || !gb || fa.size() < 4 || fa.size() != fb.size() || fa[0] != fb[0] || fa[1] != fb[1] ||
             fa[2] != fb[2]) {
             std::fprintf(stderr, "target_corpus: the runs do not hold the same calls:\n  %s\n  %s\n",
@@ -183,23 +110,11 @@ int compare(const char *list_path, const char *a_path, const char *b_path) {
         ++t.calls;
         const auto it = list.find(fa[0]);
         const Bound *bound = it == list.end() ? nullptr : &it->second;
-        Verdict v = Same;
-        for (std::size_t i = 3; i < fa.size() && v != Differs; ++i) {
-            if (i == 4) {  // raised errors: exactly alike
-                if (fa[i] != fb[i]) v = Differs;
-                continue;
-            }
-            // The written-back values: one field per argument.
-            std::string x = fa[i], y = fb[i];
-            for (char &c : x) if (c == ';') c = ' ';
-            for (char &c : y) if (c == ';') c = ' ';
-            v = std::max(v, compare_fields(x, y, bound, &t.worst, &t.nan_number));
-        }
-        switch (v) {
-        case Same: ++same; break;
-        case NanNoise: ++nan_noise, ++t.nan_noise; break;
-        case WithinLibrary: ++library, ++t.library; break;
-        case Differs:
+        switch (compare_calls(fa, fb, bound, &t.worst, &t.nan_number)) {
+        case Verdict::Same: ++same; break;
+        case Verdict::NanNoise: ++nan_noise, ++t.nan_noise; break;
+        case Verdict::WithinBound: ++library, ++t.library; break;
+        case Verdict::Differs:
             ++differ, ++t.differ;
             if (t.examples.size() < 3) t.examples.push_back("  " + la + "\n  " + lb);
         }

@@ -10,7 +10,7 @@ namespace kav::bench {
 
 namespace {
 
-constexpr int kMaxArgs = 8;
+constexpr int kMaxArgs = 16;  // mat4_new takes 16
 Preload g_args[kMaxArgs];
 Preload g_spare;  // what a pop past the preloads gets
 Tally g_tally;

@@ -33,5 +33,11 @@ show "Powers and roots: pow(I,I) wraps, sqrt(I) of 2147483647 is a fixed 9999999
   'pow(2, 31)' 'pow(3, 2147483647)' 'sqrt(-16)' 'sqrt(2147483647)'
 show "exp2 of a float vector is bound to exp, so it gives e to the x" \
   'exp2(vec2(3, 0))' 'exp2(dvec2(3, 0))'
+show "Common functions keep their documented rules: mid's tie, clamp's order, the length clamp" \
+  'mid(1, 1, 0)' 'clamp(5, 10, 0)' 'clamp(vec2(3.0f, 4.0f), 2.0f)' 'fixtof(256, 12)'
+show "Vector geometry: vec_ne needs every component to differ; near_angle steps toward a target" \
+  'vec_ne(vec2(1.0f, 2.0f), vec2(1.0f, 3.0f))' 'near_angle(350000, 10000, 5000)'
+show "Matrices: mat2 times mat2 is one of the module's own products" \
+  'm = mat2(1, 2, 3, 4)' 'mat_mul(&m, &m)' 'mat_transpose(&m)'
 show "A seed reproduces every random sequence" \
   'rand_seed(42)' 'rand(1, 6)' 'rand(1, 6)' 'rand(0.0, 1.0)' 'rand_seed(42)' 'rand(1, 6)' 'rand(1, 6)'

@@ -1,4 +1,7 @@
 // Conformance vectors: .kvt files of "EXPR => EXPECTED" cases and steps.
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cmath>
 #include <cstring>
 #include <fstream>
@@ -48,6 +51,28 @@ std::string_view trim(std::string_view s) {
     return s;
 }
 
+// Names a kind mismatch, or the distance in ulps of a one-number near miss.
+std::string mismatch_note(const Value &want, const Value &got) {
+    if (want.kind != got.kind || want.bytes.size() != got.bytes.size() ||
+        (want.kind == Value::Kind::Struct && want.type->name != got.type->name))
+        return " (a different kind of value)";
+    if (want.element_count() != 1 || want.element_kind(0) == Scalar::Int)
+        return "";
+    uint64_t d;
+    if (want.element_kind(0) == Scalar::Float) {
+        uint32_t a, b;
+        std::memcpy(&a, want.element(0), 4);
+        std::memcpy(&b, got.element(0), 4);
+        d = ulp_distance(a, b);
+    } else {
+        uint64_t a, b;
+        std::memcpy(&a, want.element(0), 8);
+        std::memcpy(&b, got.element(0), 8);
+        d = ulp_distance(a, b);
+    }
+    return d != 0 && d < 1000000 ? " (" + std::to_string(d) + " ulp away)" : "";
+}
+
 }  // namespace
 
 bool matches(const Expectation &expected, const Value &got,
@@ -76,11 +101,21 @@ void check_file(Module &module, const std::string &path, bool bits, CheckReport 
         ++report->failed;
         report->failures.push_back(where + ": " + what);
     };
-    std::ifstream in(path);
-    if (!in) {
-        fail(path, "cannot open");
+    struct stat st {};
+    if (stat(path.c_str(), &st) != 0) {
+        fail(path, std::string("cannot open: ") + std::strerror(errno));
         return;
     }
+    if (S_ISDIR(st.st_mode)) {
+        fail(path, "is a directory");
+        return;
+    }
+    std::ifstream in(path);
+    if (!in) {
+        fail(path, std::string("cannot open: ") + std::strerror(errno));
+        return;
+    }
+    int cases = 0;
     // Every file starts afresh: no variables, the module's init run again.
     Session session(module);
     CallResult init = session.reset();
@@ -95,6 +130,7 @@ void check_file(Module &module, const std::string &path, bool bits, CheckReport 
         std::size_t arrow = line.find("=>");
         std::string expr(trim(line.substr(0, arrow)));
         std::string where = path + ":" + std::to_string(number) + ": " + expr;
+        ++cases;
 
         Outcome got = session.eval(expr);
         if (!got.error.empty()) {
@@ -118,12 +154,15 @@ void check_file(Module &module, const std::string &path, bool bits, CheckReport 
             }
             if (!matches(expected, got.value, got.raised)) {
                 fail(where, "expected " + std::string(expected_text) + ", got " +
-                                format_value(got.value, bits) + format_raised(got.raised));
+                                format_value(got.value, bits) + format_raised(got.raised) +
+                                mismatch_note(expected.value, got.value));
                 continue;
             }
         }
         ++report->passed;
     }
+    if (cases == 0)
+        fail(path, "no cases (empty file?)");
 }
 
 }  // namespace kav::host

@@ -15,7 +15,9 @@ namespace {
 
 // A line that cannot be evaluated.
 struct EvalError : std::runtime_error {
-    using std::runtime_error::runtime_error;
+    explicit EvalError(const std::string &what, std::size_t at = 0)
+        : std::runtime_error(what), column(at) {}
+    std::size_t column;  // 0: where the evaluator was
 };
 // A call broke the rules and left nothing to go on with; its violations say why.
 struct Abandon {};
@@ -32,7 +34,7 @@ struct Token {
 };
 
 [[noreturn]] void syntax(std::size_t column, const std::string &what) {
-    throw EvalError("column " + std::to_string(column) + ": " + what);
+    throw EvalError("column " + std::to_string(column) + ": " + what, column);
 }
 
 std::vector<Token> tokenize(std::string_view s) {
@@ -302,6 +304,8 @@ public:
             target = t.text;
             if (is_keyword(target) || m_.constant(target))
                 throw EvalError("cannot assign to " + target);
+            if (!m_.rows_named(target).empty())
+                throw EvalError("cannot assign to " + target + ": it names a function");
             next();
         }
         Operand v = expression();
@@ -354,6 +358,7 @@ private:
         const Token &t = peek();
         if (pos_ + 1 < toks_.size())
             ++pos_;
+        out_->column = t.column;
         return t;
     }
     void expect(const char *punct) {
@@ -574,7 +579,7 @@ private:
     }
 
     Operand call(const Token &t) {
-        std::vector<Operand> args = arguments();
+        // The function first: its name is the likelier mistake than its arguments.
         std::vector<const Row *> rows = m_.rows_named(t.text);
         if (rows.empty()) {
             std::vector<std::string> names;
@@ -582,8 +587,10 @@ private:
                 names.push_back(r.name);
             for (const TypePtr &type : m_.types())
                 names.push_back(type->name);
-            throw EvalError("unknown function '" + t.text + "'" + suggest(t.text, names));
+            throw EvalError("unknown function '" + t.text + "'" + suggest(t.text, names),
+                            t.column);
         }
+        std::vector<Operand> args = arguments();
         const Row *row = resolve(t.text, rows, args);
         std::vector<Arg> call_args;
         for (std::size_t i = 0; i < args.size(); ++i)
@@ -687,6 +694,8 @@ Outcome Session::eval(std::string_view line) {
     } catch (const EvalError &e) {
         out.value = Value{};
         out.error = e.what();
+        if (e.column)
+            out.column = e.column;
     } catch (const Abandon &) {
         out.value = Value{};
     } catch (const std::exception &e) {

@@ -232,6 +232,7 @@ struct Outcome {
     std::vector<RaisedError> raised;
     std::vector<std::string> violations;  // "SIGNATURE: what went wrong"
     std::string error;                    // the line could not be evaluated
+    std::size_t column = 1;               // where evaluation stopped, from 1
     bool ok() const { return error.empty() && violations.empty(); }
 };
 

@@ -2,10 +2,16 @@
 // run conformance vectors.
 #include <dlfcn.h>
 #include <fnmatch.h>
+#include <strings.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -21,18 +27,26 @@ constexpr const char *kLibName = "libKAV_mod_math.so.1";
 
 const char kUsage[] =
     "usage: kavmath [--lib PATH] [--bits] [--echo] EXPR...   evaluate, one line each\n"
-    "       kavmath [--lib PATH] [--bits]           read expressions from stdin\n"
-    "       kavmath [--lib PATH] --list [PATTERN]   list rows (substring or glob)\n"
+    "       kavmath [--lib PATH] [--bits] [--stop] FILE... | -\n"
+    "                 evaluate a script line by line ('#' starts a comment);\n"
+    "                 an operand naming a file is a script, '-' standard input\n"
+    "       kavmath [--lib PATH] [--bits]           prompt, or read stdin's lines\n"
+    "       kavmath [--lib PATH] --list [PATTERN]   list rows, constants and types\n"
+    "                                               (substring or glob, any case)\n"
     "       kavmath [--lib PATH] [--bits] --check FILE...   run .kvt vectors\n"
     "       kavmath [--lib PATH] --compare OTHER [--rows REGEX] [--calls N] [--seed S]\n"
     "               [--ulps K] [--examples K] [--json FILE]   compare two builds\n"
     "\n"
-    "  EXPR      sin(30000), v = vec2(1, 0.5f), modf(2.75f, &v), f32(0x40490fd8)\n"
+    "  EXPR      sin(30000), v = vec2(1, 0.5f), vec_length(v), f32(0x40490fd8)\n"
     "  --bits    show the raw bits of floating values\n"
     "  --echo    print each expression, as 'kav> EXPR', before its value\n"
+    "  --stop    stop at the first line that fails\n"
     "  --lib     the module to load; default $KAVMATH_LIB, then next to kavmath,\n"
     "            ../src, the installed library folder, then the library\n"
-    "            search path\n";
+    "            search path\n"
+    "  -h, --help      this text\n"
+    "  -V, --version   kavmath's version\n"
+    "  --        what follows is an expression, even if it starts with '-'\n";
 
 int fail_usage(const std::string &what) {
     std::fprintf(stderr, "kavmath: %s (try --help)\n", what.c_str());
@@ -64,12 +78,23 @@ bool report_violations(const std::string &where, const std::vector<std::string> 
     return !violations.empty();
 }
 
+// Case-insensitive substring or glob match.
+bool name_matches(const std::string &pattern, const std::string &text) {
+    if (pattern.find_first_of("*?[") != std::string::npos)
+        return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
+    auto lower = [](std::string t) {
+        for (char &c : t)
+            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+        return t;
+    };
+    return lower(text).find(lower(pattern)) != std::string::npos;
+}
+
+// Rows, then constants ("const NAME = VALUE"), then types ("type NAME").
 int list_rows(const Module &m, const std::string &pattern) {
-    bool glob = pattern.find_first_of("*?[") != std::string::npos;
     int shown = 0;
     for (const Row &r : m.rows()) {
-        if (glob ? fnmatch(pattern.c_str(), r.signature.c_str(), 0) != 0
-                 : r.signature.find(pattern) == std::string::npos)
+        if (!name_matches(pattern, r.signature))
             continue;
         Dl_info info{};
         const char *routine = "?";
@@ -78,45 +103,136 @@ int list_rows(const Module &m, const std::string &pattern) {
         std::printf("%s -> %s  %s\n", r.signature.c_str(), r.return_text.c_str(), routine);
         ++shown;
     }
+    for (const Constant &c : m.constants())
+        if (name_matches(pattern, c.name)) {
+            std::printf("const %s = %s\n", c.name.c_str(), format_value(c.value, false).c_str());
+            ++shown;
+        }
+    for (const TypePtr &t : m.types())
+        if (name_matches(pattern, t->name)) {
+            std::printf("type %s\n", t->name.c_str());
+            ++shown;
+        }
+    if (!shown)
+        std::fprintf(stderr, "kavmath: no match for '%s'\n", pattern.c_str());
     return shown ? 0 : 1;
 }
 
-// Evaluates one line and prints its value, violations and error.
-Outcome evaluate(Session &s, const std::string &line, bool bits, bool echo) {
+// Escapes control bytes so that a message cannot garble the terminal.
+std::string printable(const std::string &text) {
+    std::string out;
+    for (unsigned char c : text) {
+        if (c < 0x20 || c == 0x7f) {
+            char esc[8];
+            std::snprintf(esc, sizeof esc, "\\x%02x", c);
+            out += esc;
+        } else {
+            out += static_cast<char>(c);
+        }
+    }
+    return out;
+}
+
+// Prints a line's value, violations and error; where (e.g. "FILE:3:") and the
+// source line with a caret go with the error when given.
+Outcome evaluate(Session &s, const std::string &line, bool bits, bool echo,
+                 const std::string &where = "") {
     if (echo)
         std::printf("kav> %s\n", line.c_str());
     Outcome o = s.eval(line);
     if (o.value.kind != Value::Kind::None)
         std::printf("%s%s\n", format_value(o.value, bits).c_str(), format_raised(o.raised).c_str());
     std::fflush(stdout);
-    report_violations("", o.violations);
-    if (!o.error.empty())
-        std::fprintf(stderr, "kavmath: %s\n", o.error.c_str());
+    report_violations(where.empty() ? "" : where + " ", o.violations);
+    if (o.error.empty())
+        return o;
+    if (where.empty()) {
+        std::fprintf(stderr, "kavmath: %s\n", printable(o.error).c_str());
+        return o;
+    }
+    std::string what = o.error;
+    if (what.rfind("column ", 0) == 0 && what.find(": ") != std::string::npos)
+        what = what.substr(what.find(": ") + 2);  // the column goes in front
+    std::fprintf(stderr, "%s%zu: %s\n    %s\n    %*s^\n", where.c_str(), o.column,
+                 printable(what).c_str(), printable(line).c_str(), static_cast<int>(o.column - 1),
+                 "");
     return o;
 }
 
-int interactive(Session &s, bool bits, bool echo) {
-    bool tty = isatty(STDIN_FILENO);
+// Evaluates a script line by line; '#' starts a comment line. False if any
+// line failed; with stop, the first failure ends the script.
+bool run_script(Session &s, const std::string &name, std::istream &in, bool bits, bool echo,
+                bool stop) {
     bool all_ok = true;
     std::string line;
+    for (int number = 1; std::getline(in, line); ++number) {
+        if (!line.empty() && line.back() == '\r')
+            line.pop_back();
+        std::size_t first = line.find_first_not_of(" \t");
+        if (first == std::string::npos || line[first] == '#')
+            continue;
+        bool ok = evaluate(s, line, bits, echo, name + ":" + std::to_string(number) + ":").ok();
+        all_ok = ok && all_ok;
+        if (!ok && stop)
+            break;
+    }
+    return all_ok;
+}
+
+const char kBanner[] =
+    "kavmath %s: type an expression, 'help' for help, 'quit' or Ctrl-D to leave\n";
+const char kHelp[] =
+    "  EXPR              evaluate, e.g. sin(30000) or v = vec2(1, 0.5f)\n"
+    "  help NAME         the signatures of a function\n"
+    "  vars              the variables set so far\n"
+    "  quit, exit        leave (or Ctrl-D)\n"
+    "Float angles are in the angle unit, milli-degrees by default:\n"
+    "sin(30000) is the sine of 30 degrees; mathlib_set_angleunit switches it.\n"
+    "kavmath --list PATTERN lists functions, constants and types.\n";
+
+// The prompt's own words; true if line was one.
+bool command(Session &s, const std::string &line) {
+    if (line == "help") {
+        std::fputs(kHelp, stdout);
+    } else if (line.rfind("help ", 0) == 0) {
+        std::string name = line.substr(5);
+        name.erase(0, name.find_first_not_of(' '));
+        auto rows = s.module().rows_named(name);
+        if (rows.empty())
+            std::printf("no function %s (kavmath --list %s shows close names)\n", name.c_str(),
+                        name.c_str());
+        for (const Row *r : rows)
+            std::printf("%s -> %s\n", r->signature.c_str(), r->return_text.c_str());
+    } else if (line == "vars") {
+        for (const auto &[name, value] : s.variables)
+            std::printf("%s = %s\n", name.c_str(), format_value(value, false).c_str());
+    } else {
+        return false;
+    }
+    return true;
+}
+
+int interactive(Session &s, bool bits, bool echo) {
+    if (!isatty(STDIN_FILENO))
+        return run_script(s, "<stdin>", std::cin, bits, echo, false) ? 0 : 1;
+    std::printf(kBanner, KAVMATH_VERSION);
+    std::string line;
     for (;;) {
-        if (tty) {
-            std::printf("kav> ");
-            std::fflush(stdout);
-        }
+        std::printf("kav> ");
+        std::fflush(stdout);
         if (!std::getline(std::cin, line))
             break;
         std::size_t first = line.find_first_not_of(" \t\r");
         if (first == std::string::npos || line[first] == '#')
             continue;
-        line = line.substr(first);
-        if (line.rfind(":quit", 0) == 0)
-            break;
-        all_ok = evaluate(s, line, bits, echo && !tty).ok() && all_ok;
+        line = line.substr(first, line.find_last_not_of(" \t\r") + 1 - first);
+        if (line == "quit" || line == "exit" || line == ":quit")
+            return 0;
+        if (!command(s, line))
+            evaluate(s, line, bits, false);
     }
-    if (tty && std::cin.eof())
-        std::printf("\n");
-    return all_ok ? 0 : 1;
+    std::printf("\n");
+    return 0;  // a session ends well however its lines went
 }
 
 int run(int argc, char **argv) {
@@ -124,12 +240,12 @@ int run(int argc, char **argv) {
         if (std::string(argv[i]) == "--compare") return compare_command(argc, argv, default_library());
         if (std::string(argv[i]) == "--corpus-stream") return corpus_stream(argc, argv, default_library());
     }
-    bool bits = false, echo = false, list = false, check = false, options = true;
+    bool bits = false, echo = false, list = false, check = false, stop = false, options = true;
     std::string lib;
     std::vector<std::string> operands;
     for (int i = 1; i < argc; ++i) {
         std::string a = argv[i];
-        if (!options || a.rfind("--", 0) != 0) {
+        if (!options || a.size() < 2 || a[0] != '-' || (a[1] != '-' && a != "-h" && a != "-V")) {
             operands.push_back(a);
         } else if (a == "--") {
             options = false;
@@ -137,6 +253,8 @@ int run(int argc, char **argv) {
             bits = true;
         } else if (a == "--echo") {
             echo = true;
+        } else if (a == "--stop") {
+            stop = true;
         } else if (a == "--list") {
             list = true;
         } else if (a == "--check") {
@@ -145,10 +263,10 @@ int run(int argc, char **argv) {
             if (a == "--lib" && i + 1 >= argc)
                 return fail_usage("--lib needs a path");
             lib = a == "--lib" ? argv[++i] : a.substr(6);
-        } else if (a == "--help") {
+        } else if (a == "--help" || a == "-h") {
             std::fputs(kUsage, stdout);
             return 0;
-        } else if (a == "--version") {
+        } else if (a == "--version" || a == "-V") {
             std::printf("kavmath %s\n", KAVMATH_VERSION);
             return 0;
         } else {
@@ -188,12 +306,30 @@ int run(int argc, char **argv) {
     if (operands.empty())
         return interactive(session, bits, echo) != 0 || faulty ? 1 : 0;
     // Later expressions may need what an erroneous one would have assigned.
-    for (const std::string &expr : operands) {
-        Outcome o = evaluate(session, expr, bits, echo);
-        if (!o.error.empty())
+    bool all_ok = true;
+    for (const std::string &operand : operands) {
+        struct stat st {};
+        bool ok;
+        if (operand == "-") {
+            ok = run_script(session, "<stdin>", std::cin, bits, echo, stop);
+        } else if (stat(operand.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
+            std::ifstream in(operand);
+            if (!in) {
+                std::fprintf(stderr, "kavmath: %s: %s\n", operand.c_str(), std::strerror(errno));
+                return 2;
+            }
+            ok = run_script(session, operand, in, bits, echo, stop);
+        } else {
+            Outcome o = evaluate(session, operand, bits, echo);
+            if (!o.error.empty())
+                return 1;
+            ok = o.violations.empty();
+        }
+        all_ok = ok && all_ok;
+        if (!all_ok && stop)
             return 1;
-        faulty = faulty || !o.violations.empty();
     }
+    faulty = faulty || !all_ok;
     return faulty ? 1 : 0;
 }
 

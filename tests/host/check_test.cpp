@@ -100,11 +100,4 @@ TEST(CheckFile, CountsAndNamesFailures) {
     EXPECT_EQ(report.failed, static_cast<int>(want.size()));
 }
 
-TEST(CheckFile, MissingFileFails) {
-    CheckReport report;
-    check_file(testmod(), "/nonexistent.kvt", false, &report);
-    EXPECT_EQ(report.failed, 1);
-    EXPECT_EQ(report.failures.at(0), "/nonexistent.kvt: cannot open");
-}
-
 }  // namespace

@@ -3,6 +3,8 @@
 #define KAV_HOST_INTERNAL_H
 
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "kavhost.h"
@@ -13,6 +15,7 @@ struct Module::Impl {
     std::string path;
     void *handle = nullptr;
     std::vector<Row> rows;
+    std::unordered_map<std::string_view, std::size_t> by_signature;  // keys live in rows
     std::vector<Constant> constants;
     std::vector<TypePtr> types;
     std::vector<SlotCall> slot_calls;

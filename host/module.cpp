@@ -470,6 +470,8 @@ std::unique_ptr<Module> Module::load(const std::string &path, std::string *error
         apply_deviations(im, &row);
         im.rows.push_back(std::move(row));
     }
+    for (const Row &r : im.rows)
+        im.by_signature.emplace(r.signature, r.index);
     return m;
 }
 
@@ -498,10 +500,8 @@ std::optional<Row> Module::exported_row(const std::string &routine, const std::s
 }
 
 const Row *Module::find(std::string_view signature) const {
-    for (const Row &r : impl_->rows)
-        if (r.signature == signature)
-            return &r;
-    return nullptr;
+    auto it = impl_->by_signature.find(signature);
+    return it == impl_->by_signature.end() ? nullptr : &impl_->rows[it->second];
 }
 
 std::vector<const Row *> Module::rows_named(std::string_view name) const {

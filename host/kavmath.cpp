@@ -18,6 +18,7 @@
 
 #include "compare.h"
 #include "kavhost.h"
+#include "reference.h"
 
 namespace {
 
@@ -197,12 +198,9 @@ bool command(Session &s, const std::string &line) {
     } else if (line.rfind("help ", 0) == 0) {
         std::string name = line.substr(5);
         name.erase(0, name.find_first_not_of(' '));
-        auto rows = s.module().rows_named(name);
-        if (rows.empty())
+        if (!print_help(s, name))
             std::printf("no function %s (kavmath --list %s shows close names)\n", name.c_str(),
                         name.c_str());
-        for (const Row *r : rows)
-            std::printf("%s -> %s\n", r->signature.c_str(), r->return_text.c_str());
     } else if (line == "vars") {
         for (const auto &[name, value] : s.variables)
             std::printf("%s = %s\n", name.c_str(), format_value(value, false).c_str());

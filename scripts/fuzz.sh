@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # The long fuzz pass over every row: scripts/fuzz.sh [SECONDS [JOBS [FLAGS...]]]
-# (default one hour on every core; FLAGS go to libFuzzer, e.g. -runs=N). Installs clang and its libFuzzer when missing. Each
-# job's log lands in build/fuzz/fuzz-JOB.log; the last line sums the jobs'
+# (default one hour on every core; FLAGS go to libFuzzer, e.g. -runs=N).
+# Installs clang and its libFuzzer when missing. Each job's log lands in build/fuzz/fuzz-JOB.log; the last line sums the jobs'
 # executions. A finding stops its job and leaves the input in
 # build/fuzz/findings.
 set -euo pipefail

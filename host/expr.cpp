@@ -310,6 +310,8 @@ public:
         }
         Operand v = expression();
         end();
+        if (v.form == Operand::Form::Reference && v.value.kind == Value::Kind::None)
+            throw EvalError("unknown variable '" + v.variable + "': assign it first", v.column);
         out_->value = v.value;
         if (!target.empty())
             s_.variables[target] = v.value;
@@ -472,15 +474,13 @@ private:
         const Token &t = next();
         if (t.kind != Token::Kind::Word)
             syntax(t.column, "'&' needs a variable name" + found(t));
-        auto v = s_.variables.find(t.text);
-        if (v == s_.variables.end())
-            throw EvalError("unknown variable '" + t.text + "' (assign it first, e.g. " + t.text +
-                            " = 0.0f)");
         Operand op;
         op.form = Operand::Form::Reference;
         op.variable = t.text;
-        op.value = v->second;
         op.column = amp.column;
+        // An unset one is reported by the call, which knows what it takes.
+        if (auto v = s_.variables.find(t.text); v != s_.variables.end())
+            op.value = v->second;
         return op;
     }
 
@@ -591,6 +591,9 @@ private:
                             t.column);
         }
         std::vector<Operand> args = arguments();
+        for (std::size_t i = 0; i < args.size(); ++i)
+            if (args[i].form == Operand::Form::Reference && args[i].value.kind == Value::Kind::None)
+                unset_reference(t.text, rows, args, i);
         const Row *row = resolve(t.text, rows, args);
         std::vector<Arg> call_args;
         for (std::size_t i = 0; i < args.size(); ++i)
@@ -627,6 +630,29 @@ private:
         return s + ")";
     }
 
+    // &NAME of a variable never set: what the function takes there.
+    [[noreturn]] void unset_reference(const std::string &name, const std::vector<const Row *> &rows,
+                                      const std::vector<Operand> &args, std::size_t at) {
+        std::vector<std::string> takes;
+        for (const Row *r : rows) {
+            bool ok = r->args.size() == args.size();
+            for (std::size_t i = 0; ok && i < args.size(); ++i)
+                ok = i == at || args[i].value.kind == Value::Kind::None || fits(args[i], r->args[i], true);
+            std::string code = ok ? r->args[at].text() : "";
+            if (ok && std::find(takes.begin(), takes.end(), code) == takes.end())
+                takes.push_back(code);
+        }
+        std::string what;
+        for (std::size_t i = 0; i < takes.size() && i < 6; ++i)
+            what += (i ? ", " : "") + takes[i];
+        if (takes.size() > 6)
+            what += " or " + std::to_string(takes.size() - 6) + " more";
+        throw EvalError("unknown variable '" + args[at].variable + "': assign it first" +
+                            (takes.empty() ? " (no " + name + " row fits these arguments)"
+                                           : "; " + name + " takes " + what + " there"),
+                        args[at].column);
+    }
+
     const Row *resolve(const std::string &name, const std::vector<const Row *> &rows,
                        const std::vector<Operand> &args) {
         std::vector<const Row *> found;
@@ -650,10 +676,28 @@ private:
             call += describe(args[i]);
         }
         call += ")";
-        const std::vector<const Row *> &list = found.empty() ? rows : found;
+        // The closest candidates: most arguments in place, then the rest counted.
+        std::vector<const Row *> list = found;
+        if (found.empty()) {
+            std::size_t best = 0;
+            for (const Row *r : rows) {
+                std::size_t n = r->args.size() == args.size();
+                for (std::size_t i = 0; n && i < args.size(); ++i)
+                    n += fits(args[i], r->args[i], true);
+                if (n > best)
+                    list.clear(), best = n;
+                if (n == best)
+                    list.push_back(r);
+            }
+        }
         std::string candidates;
-        for (const Row *r : list)
-            candidates += (candidates.empty() ? "" : ", ") + r->signature;
+        for (std::size_t i = 0; i < list.size() && i < 8; ++i)
+            candidates += (i ? ", " : "") + list[i]->signature;
+        if (list.size() > 8)
+            candidates += " and " + std::to_string(list.size() - 8) + " more";
+        if (list.size() < rows.size() && found.empty())
+            candidates += " (kavmath --list " + name + "( shows all " +
+                          std::to_string(rows.size()) + ")";
         throw EvalError((found.empty() ? "no signature matches " : "ambiguous call ") + call +
                         "; candidates: " + candidates);
     }

@@ -1,9 +1,11 @@
 // The print format shared by the command line, the prompt and the .kvt files.
+#include <algorithm>
 #include <charconv>
 #include <cinttypes>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 
 #include "internal.h"
 
@@ -17,7 +19,15 @@ std::string shortest_of(T v) {
     if (std::isinf(v))
         return v < 0 ? "-inf" : "inf";
     char buf[64];
-    auto r = std::to_chars(buf, buf + sizeof buf, v);
+    auto r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::scientific);
+    // Plain notation from 1e-4 up to the digits the type always keeps, as
+    // python prints doubles: 0.0001 and 100000.0 read better than 1e-04 and
+    // 1e+05. Both forms are the shortest that read back exactly.
+    int exponent = 0;
+    const char *e = std::find(buf, r.ptr, 'e') + 1;
+    std::from_chars(e + (*e == '+'), r.ptr, exponent);
+    if (exponent >= -4 && exponent <= std::numeric_limits<T>::digits10)
+        r = std::to_chars(buf, buf + sizeof buf, v, std::chars_format::fixed);
     std::string s(buf, r.ptr);
     // "1" would read back as an int.
     if (s.find_first_of(".e") == std::string::npos)

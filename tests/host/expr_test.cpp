@@ -61,7 +61,7 @@ TEST(Overloads, ExactThenLiteralPromotion) {
               "candidates: sub(I,I), sub(F,F), sub(D,D)");
     EXPECT_EQ(eval(s, "sup(1, 2)"), "error: unknown function 'sup' (did you mean sub?)");
     EXPECT_EQ(eval(s, "swap(v)"), "error: unknown name 'v'");
-    EXPECT_EQ(eval(s, "swap(&v)"), "error: unknown variable 'v' (assign it first, e.g. v = 0.0f)");
+    EXPECT_EQ(eval(s, "swap(&v)"), "error: unknown variable 'v': assign it first; swap takes TP(vec2) there");
 }
 
 TEST(Expressions, LiteralsConstantsAndStructs) {

@@ -3,13 +3,14 @@
 // sets the same result and computes nothing, and the worst single call found.
 //
 //   family/NAME   time per call (per_call), averaged over 64 corpus calls of
-//                 every row; worst_ns is the slowest call (the least of 8
+//                 every row (KAV_BENCH_CALLS=N: N calls a row); worst_ns is the slowest call (the least of 8
 //                 timings of it, clock reads included), named in the label
 //   floor/NAME    the same calls' pops and result alone
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <string>
@@ -128,9 +129,11 @@ void register_family_benchmarks() {
         return;
     Stub &stub = Stub::get();
     stub.claim();
+    const char *env = std::getenv("KAV_BENCH_CALLS");
+    const uint64_t per_row = env && *env ? std::strtoull(env, nullptr, 10) : 64;
     for (const host::Row &row : module->rows()) {
         const KavProc fn = stub.routine(row.signature);
-        for (uint64_t k = 0; fn && k < 64; ++k) {
+        for (uint64_t k = 0; fn && k < per_row; ++k) {
             host::CorpusCall call = host::corpus_call(row, 1, k);
             if (host::faults_by_design(row, call.values))
                 continue;

@@ -5,7 +5,6 @@
 #include <cctype>
 #include <cstdio>
 #include <string_view>
-#include <vector>
 
 namespace kav::host {
 

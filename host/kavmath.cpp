@@ -37,6 +37,8 @@ const char kUsage[] =
     "       kavmath [--lib PATH] [--bits] --check FILE...   run .kvt vectors\n"
     "       kavmath [--lib PATH] --compare OTHER [--rows REGEX] [--calls N] [--seed S]\n"
     "               [--ulps K] [--examples K] [--json FILE]   compare two builds\n"
+    "       kavmath [--lib PATH] --reference [NAME]   the function reference (Markdown),\n"
+    "                                               or one function's entry\n"
     "\n"
     "  EXPR      sin(30000), v = vec2(1, 0.5f), vec_length(v), f32(0x40490fd8)\n"
     "  --bits    show the raw bits of floating values\n"
@@ -47,7 +49,8 @@ const char kUsage[] =
     "            search path\n"
     "  -h, --help      this text\n"
     "  -V, --version   kavmath's version\n"
-    "  --        what follows is an expression, even if it starts with '-'\n";
+    "  --        what follows is an expression, even if it starts with '-'\n"
+    "\n" KAV_UNITS_TEXT;
 
 int fail_usage(const std::string &what) {
     std::fprintf(stderr, "kavmath: %s (try --help)\n", what.c_str());
@@ -187,8 +190,7 @@ const char kHelp[] =
     "  help NAME         the signatures of a function\n"
     "  vars              the variables set so far\n"
     "  quit, exit        leave (or Ctrl-D)\n"
-    "Float angles are in the angle unit, milli-degrees by default:\n"
-    "sin(30000) is the sine of 30 degrees; mathlib_set_angleunit switches it.\n"
+    KAV_UNITS_TEXT
     "kavmath --list PATTERN lists functions, constants and types.\n";
 
 // The prompt's own words; true if line was one.
@@ -239,6 +241,7 @@ int run(int argc, char **argv) {
         if (std::string(argv[i]) == "--corpus-stream") return corpus_stream(argc, argv, default_library());
     }
     bool bits = false, echo = false, list = false, check = false, stop = false, options = true;
+    bool reference = false;
     std::string lib;
     std::vector<std::string> operands;
     for (int i = 1; i < argc; ++i) {
@@ -257,6 +260,8 @@ int run(int argc, char **argv) {
             list = true;
         } else if (a == "--check") {
             check = true;
+        } else if (a == "--reference") {
+            reference = true;
         } else if (a == "--lib" || a.rfind("--lib=", 0) == 0) {
             if (a == "--lib" && i + 1 >= argc)
                 return fail_usage("--lib needs a path");
@@ -271,8 +276,10 @@ int run(int argc, char **argv) {
             return fail_usage("unknown option " + a);
         }
     }
-    if (list && check)
-        return fail_usage("--list and --check do not go together");
+    if (list + check + reference > 1)
+        return fail_usage("--list, --check and --reference do not go together");
+    if (reference && operands.size() > 1)
+        return fail_usage("--reference takes one name");
     if (list && operands.size() > 1)
         return fail_usage("--list takes one pattern");
     if (check && operands.empty())
@@ -301,6 +308,14 @@ int run(int argc, char **argv) {
 
     Session session(*module);
     faulty = report_violations("init: ", session.reset().violations) || faulty;
+    if (reference && operands.empty())
+        return print_reference(session) && !faulty ? 0 : 1;
+    if (reference) {
+        if (print_help(session, operands[0]))
+            return faulty ? 1 : 0;
+        std::fprintf(stderr, "kavmath: no function %s\n", printable(operands[0]).c_str());
+        return 1;
+    }
     if (operands.empty())
         return interactive(session, bits, echo) != 0 || faulty ? 1 : 0;
     // Later expressions may need what an erroneous one would have assigned.

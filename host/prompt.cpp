@@ -258,6 +258,7 @@ int prompt(Session &s, const std::function<void(const std::string &)> &evaluate)
     el_set(el, EL_SETTY, "-d", "-isig", nullptr);
     el_set(el, EL_ADDFN, "kav-interrupt", "drop the line", interrupt);
     el_set(el, EL_BIND, "^C", "kav-interrupt", nullptr);
+    el_set(el, EL_BIND, "^W", "ed-delete-prev-word", nullptr);  // as in a shell
     el_set(el, EL_ADDFN, "kav-complete", "complete a name", complete);
     el_set(el, EL_BIND, "^I", "kav-complete", nullptr);
     el_source(el, nullptr);  // ~/.editrc, as other libedit programs do

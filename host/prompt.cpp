@@ -262,7 +262,7 @@ int prompt(Session &s, const std::function<void(const std::string &)> &evaluate)
     el_set(el, EL_ADDFN, "kav-complete", "complete a name", complete);
     el_set(el, EL_BIND, "^I", "kav-complete", nullptr);
     el_source(el, nullptr);  // ~/.editrc, as other libedit programs do
-    signal(SIGINT, SIG_IGN);
+    auto previous_sigint = signal(SIGINT, SIG_IGN);
     struct sigaction winch {};
     winch.sa_handler = [](int) { g_resized = 1; };
     winch.sa_flags = SA_RESTART;
@@ -316,7 +316,7 @@ int prompt(Session &s, const std::function<void(const std::string &)> &evaluate)
     }
     el_end(el);
     history_end(hist);
-    signal(SIGINT, SIG_DFL);
+    signal(SIGINT, previous_sigint);
     return 0;
 }
 

@@ -61,7 +61,7 @@ execute_process(COMMAND dpkg --print-architecture OUTPUT_VARIABLE kav_dpkg_arch
 if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND kav_dpkg_arch STREQUAL "amd64")
   set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE i386)
   set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS libc6)
-  set(CPACK_DEBIAN_KAVMATH_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6")
+  set(CPACK_DEBIAN_KAVMATH_PACKAGE_DEPENDS "libc6, libedit2, libgcc-s1, libstdc++6")
 else()
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 endif()

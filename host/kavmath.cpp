@@ -1,7 +1,6 @@
 // kavmath: evaluate expressions against libKAV_mod_math.so.1, list its rows,
 // run conformance vectors.
 #include <dlfcn.h>
-#include <fnmatch.h>
 #include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,6 +17,7 @@
 
 #include "compare.h"
 #include "kavhost.h"
+#include "prompt.h"
 #include "reference.h"
 
 namespace {
@@ -40,7 +40,7 @@ const char kUsage[] =
     "       kavmath [--lib PATH] --reference [NAME]   the function reference (Markdown),\n"
     "                                               or one function's entry\n"
     "\n"
-    "  EXPR      sin(30000), v = vec2(1, 0.5f), vec_length(v), f32(0x40490fd8)\n"
+    "  EXPR      sin(30000), v = vec2(1, 0.5f), length(v), f32(0x40490fd8)\n"
     "  --bits    show the raw bits of floating values\n"
     "  --echo    print each expression, as 'kav> EXPR', before its value\n"
     "  --stop    stop at the first line that fails\n"
@@ -82,18 +82,6 @@ bool report_violations(const std::string &where, const std::vector<std::string> 
     return !violations.empty();
 }
 
-// Case-insensitive substring or glob match.
-bool name_matches(const std::string &pattern, const std::string &text) {
-    if (pattern.find_first_of("*?[") != std::string::npos)
-        return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;
-    auto lower = [](std::string t) {
-        for (char &c : t)
-            c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-        return t;
-    };
-    return lower(text).find(lower(pattern)) != std::string::npos;
-}
-
 // Rows, then constants ("const NAME = VALUE"), then types ("type NAME").
 int list_rows(const Module &m, const std::string &pattern) {
     int shown = 0;
@@ -120,21 +108,6 @@ int list_rows(const Module &m, const std::string &pattern) {
     if (!shown)
         std::fprintf(stderr, "kavmath: no match for '%s'\n", pattern.c_str());
     return shown ? 0 : 1;
-}
-
-// Escapes control bytes so that a message cannot garble the terminal.
-std::string printable(const std::string &text) {
-    std::string out;
-    for (unsigned char c : text) {
-        if (c < 0x20 || c == 0x7f) {
-            char esc[8];
-            std::snprintf(esc, sizeof esc, "\\x%02x", c);
-            out += esc;
-        } else {
-            out += static_cast<char>(c);
-        }
-    }
-    return out;
 }
 
 // Prints a line's value, violations and error; where (e.g. "FILE:3:") and the
@@ -181,58 +154,6 @@ bool run_script(Session &s, const std::string &name, std::istream &in, bool bits
             break;
     }
     return all_ok;
-}
-
-const char kBanner[] =
-    "kavmath %s: type an expression, 'help' for help, 'quit' or Ctrl-D to leave\n";
-const char kHelp[] =
-    "  EXPR              evaluate, e.g. sin(30000) or v = vec2(1, 0.5f)\n"
-    "  help NAME         the signatures of a function\n"
-    "  vars              the variables set so far\n"
-    "  quit, exit        leave (or Ctrl-D)\n"
-    KAV_UNITS_TEXT
-    "kavmath --list PATTERN lists functions, constants and types.\n";
-
-// The prompt's own words; true if line was one.
-bool command(Session &s, const std::string &line) {
-    if (line == "help") {
-        std::fputs(kHelp, stdout);
-    } else if (line.rfind("help ", 0) == 0) {
-        std::string name = line.substr(5);
-        name.erase(0, name.find_first_not_of(' '));
-        if (!print_help(s, name))
-            std::printf("no function %s (kavmath --list %s shows close names)\n", name.c_str(),
-                        name.c_str());
-    } else if (line == "vars") {
-        for (const auto &[name, value] : s.variables)
-            std::printf("%s = %s\n", name.c_str(), format_value(value, false).c_str());
-    } else {
-        return false;
-    }
-    return true;
-}
-
-int interactive(Session &s, bool bits, bool echo) {
-    if (!isatty(STDIN_FILENO))
-        return run_script(s, "<stdin>", std::cin, bits, echo, false) ? 0 : 1;
-    std::printf(kBanner, KAVMATH_VERSION);
-    std::string line;
-    for (;;) {
-        std::printf("kav> ");
-        std::fflush(stdout);
-        if (!std::getline(std::cin, line))
-            break;
-        std::size_t first = line.find_first_not_of(" \t\r");
-        if (first == std::string::npos || line[first] == '#')
-            continue;
-        line = line.substr(first, line.find_last_not_of(" \t\r") + 1 - first);
-        if (line == "quit" || line == "exit" || line == ":quit")
-            return 0;
-        if (!command(s, line))
-            evaluate(s, line, bits, false);
-    }
-    std::printf("\n");
-    return 0;  // a session ends well however its lines went
 }
 
 int run(int argc, char **argv) {
@@ -316,8 +237,12 @@ int run(int argc, char **argv) {
         std::fprintf(stderr, "kavmath: no function %s\n", printable(operands[0]).c_str());
         return 1;
     }
+    if (operands.empty() && isatty(STDIN_FILENO)) {
+        auto line = [&](const std::string &text) { evaluate(session, text, bits, false); };
+        return prompt(session, line) != 0 || faulty ? 1 : 0;
+    }
     if (operands.empty())
-        return interactive(session, bits, echo) != 0 || faulty ? 1 : 0;
+        return run_script(session, "<stdin>", std::cin, bits, echo, false) && !faulty ? 0 : 1;
     // Later expressions may need what an erroneous one would have assigned.
     bool all_ok = true;
     for (const std::string &operand : operands) {

@@ -5,7 +5,7 @@ set -euo pipefail
 
 kav_deps() {
   local need=(cmake make g++ gcc-multilib g++-multilib googletest binutils dpkg-dev pkg-config file
-              "$@")
+              libedit-dev python3 "$@")
   local missing=() p
   for p in "${need[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'ok installed' || missing+=("$p")
@@ -14,7 +14,8 @@ kav_deps() {
   echo "installing: ${missing[*]}"
   local sudo=()
   [[ $(id -u) -ne 0 ]] && sudo=(sudo)
-  "${sudo[@]}" apt-get update -qq
+  # A list that fails to download (a mirror mid-sync) need not stop the install.
+  "${sudo[@]}" apt-get update -qq || echo "apt-get update failed for some lists; installing from those there are"
   DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends \
     "${missing[@]}" >/dev/null
 }
@@ -30,9 +31,18 @@ kav_runs_i386() {
   return $rc
 }
 
-# Installs qemu-user when the i386 tests will run emulated: the machine cannot
-# execute 32-bit programs, or KAV_EMULATE_I386 (set and not 0) asks for it.
+# What the i386 preset needs beyond the multilib compilers: the i386 libedit
+# for kavmath's prompt (the i386 architecture is added to dpkg once), and
+# qemu-user when the i386 tests will run emulated: the machine cannot execute
+# 32-bit programs, or KAV_EMULATE_I386 (set and not 0) asks for it.
 kav_i386_deps() {
+  if ! dpkg --print-foreign-architectures | grep -qx i386; then
+    local sudo=()
+    [[ $(id -u) -ne 0 ]] && sudo=(sudo)
+    echo "adding the i386 architecture to dpkg"
+    "${sudo[@]}" dpkg --add-architecture i386
+  fi
+  kav_deps libedit2:i386
   if [[ ${KAV_EMULATE_I386:-0} != 0 ]] || ! kav_runs_i386; then kav_deps qemu-user; fi
 }
 

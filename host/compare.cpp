@@ -332,18 +332,25 @@ std::string outcome(const std::vector<std::string> &f) {
     return f[3] + f[4] + (f[5].empty() ? "" : "  args " + f[5]);
 }
 
+// A build loaded and initialised, or null after saying why on stderr.
+std::unique_ptr<Module> load_initialised(const std::string &path) {
+    std::string error;
+    auto module = Module::load(path, &error);
+    if (!module) {
+        std::fprintf(stderr, "kavmath: %s\n", error.c_str());
+        return nullptr;
+    }
+    module->run_init();
+    return module;
+}
+
 }  // namespace
 
 int corpus_stream(int argc, char **argv, const std::string &default_library) {
     const Options o = parse(argc, argv, default_library);
     if (!o.ok) return 2;
-    std::string error;
-    auto module = Module::load(o.lib, &error);
-    if (!module) {
-        std::fprintf(stderr, "kavmath: %s\n", error.c_str());
-        return 2;
-    }
-    module->run_init();
+    auto module = load_initialised(o.lib);
+    if (!module) return 2;
     for (const Row *row : selected(*module, std::regex(o.rows))) {
         std::printf("row\t%s\n", row->signature.c_str());
         for (uint64_t k = 0; k < o.calls; ++k) std::printf("%s\n", corpus_line(*module, *row, o.seed, k).c_str());
@@ -366,13 +373,8 @@ int compare_command(int argc, char **argv, const std::string &default_library, F
         return 2;
     }
     if (!o.ok) return 2;
-    std::string error;
-    auto mine = Module::load(o.lib, &error);
-    if (!mine) {
-        std::fprintf(stderr, "kavmath: %s\n", error.c_str());
-        return 2;
-    }
-    mine->run_init();
+    auto mine = load_initialised(o.lib);
+    if (!mine) return 2;
     const std::vector<const Row *> my_rows = selected(*mine, pattern);
 
     // The other build: in this process when it is of this target, else
@@ -387,12 +389,8 @@ int compare_command(int argc, char **argv, const std::string &default_library, F
         return 2;
     }
     if (klass == (sizeof(void *) == 8 ? 2 : 1)) {
-        theirs = Module::load(o.other, &error);
-        if (!theirs) {
-            std::fprintf(stderr, "kavmath: %s\n", error.c_str());
-            return 2;
-        }
-        theirs->run_init();
+        theirs = load_initialised(o.other);
+        if (!theirs) return 2;
         their_rows = selected(*theirs, pattern);
         side = std::make_unique<LocalSide>(*theirs, their_rows, o.seed);
     } else {

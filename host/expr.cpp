@@ -542,9 +542,8 @@ private:
         Scalar field = type->elements[i].kind;
         Value::Kind kind = a.value.kind;
         auto misfit = [&]() {
-            static const char *names[] = {"int", "float", "double"};
             return EvalError(type->name + " element " + std::to_string(i + 1) + " is " +
-                             names[static_cast<int>(field)] + ": " + describe(a) +
+                             scalar_name(field) + ": " + describe(a) +
                              " does not fit");
         };
         if (a.form == Operand::Form::Null || a.form == Operand::Form::Reference ||

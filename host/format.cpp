@@ -93,6 +93,15 @@ std::string format_value(const Value &v, bool bits) {
     }
 }
 
+const char *scalar_name(Scalar kind) {
+    return kind == Scalar::Int ? "int" : kind == Scalar::Float ? "float" : "double";
+}
+
+std::string field_text(const Field &f) {
+    return std::string(scalar_name(f.kind)) + " " + f.name +
+           (f.count > 1 ? "[" + std::to_string(f.count) + "]" : "");
+}
+
 std::string format_raised(const std::vector<RaisedError> &errors) {
     std::string out;
     for (const RaisedError &e : errors) {

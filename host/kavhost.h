@@ -224,6 +224,10 @@ private:
 std::string format_value(const Value &v, bool bits = false);
 // " raises 171 \"ACOS\" 0 1 1001" for each error.
 std::string format_raised(const std::vector<RaisedError> &errors);
+// "int", "float", "double".
+const char *scalar_name(Scalar kind);
+// A field as the type script declares it: "float m[4]".
+std::string field_text(const Field &f);
 
 // ---- The expression language -----------------------------------------------------
 

@@ -91,10 +91,6 @@ unsigned char interrupt(EditLine *el, int) {
     return CC_REFRESH;
 }
 
-const char *scalar_name(Scalar k) {
-    return k == Scalar::Int ? "int" : k == Scalar::Float ? "float" : "double";
-}
-
 // What Tab may complete word to, after head (the line before the word): the
 // commands at the start of a line, function names after "help", otherwise
 // every name an expression can use, callables with their "(".
@@ -189,8 +185,7 @@ void list_named(const Session &s, bool types, const std::string &pattern) {
                 continue;
             std::string fields;
             for (const Field &f : t->fields)
-                fields += (fields.empty() ? "" : ", ") + std::string(scalar_name(f.kind)) + " " +
-                          f.name + (f.count > 1 ? "[" + std::to_string(f.count) + "]" : "");
+                fields += (fields.empty() ? "" : ", ") + field_text(f);
             std::printf("%s(%s)\n", t->name.c_str(), fields.c_str());
             ++shown;
         }

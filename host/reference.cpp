@@ -208,12 +208,10 @@ bool print_reference(Session &s) {
     out += wrap(kIntroduction, "") + "\n## Units\n\n" + KAV_UNITS_TEXT + "\n## Signatures\n\n";
     out += wrap(kCodes, "") + "\n" + kCodeTable + "\n" + wrap(kCodeNotes, "");
     out += "\n## Types and constants\n\n";
-    const char *kinds[] = {"int", "float", "double"};
     for (const TypePtr &t : m.types()) {
         out += "- `" + t->name + "`:";
         for (const Field &f : t->fields)
-            out += std::string(" ") + kinds[static_cast<int>(f.kind)] + " " + f.name +
-                   (f.count > 1 ? "[" + std::to_string(f.count) + "]" : "") + ";";
+            out += " " + field_text(f) + ";";
         out.back() = '\n';
     }
     out += "\n";

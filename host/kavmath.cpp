@@ -19,6 +19,7 @@
 #include "kavhost.h"
 #include "prompt.h"
 #include "reference.h"
+#include "script.h"
 
 namespace {
 
@@ -75,13 +76,6 @@ std::string default_library() {
     return kLibName;  // the dynamic linker's search
 }
 
-// Prints what the module did wrong; true if anything.
-bool report_violations(const std::string &where, const std::vector<std::string> &violations) {
-    for (const std::string &v : violations)
-        std::fprintf(stderr, "kavmath: %s%s\n", where.c_str(), v.c_str());
-    return !violations.empty();
-}
-
 // Rows, then constants ("const NAME = VALUE"), then types ("type NAME").
 int list_rows(const Module &m, const std::string &pattern) {
     int shown = 0;
@@ -110,58 +104,14 @@ int list_rows(const Module &m, const std::string &pattern) {
     return shown ? 0 : 1;
 }
 
-// Prints a line's value, violations and error; where (e.g. "FILE:3:") and the
-// source line with a caret go with the error when given.
-Outcome evaluate(Session &s, const std::string &line, bool bits, bool echo,
-                 const std::string &where = "") {
-    if (echo)
-        std::printf("kav> %s\n", line.c_str());
-    Outcome o = s.eval(line);
-    if (o.value.kind != Value::Kind::None)
-        std::printf("%s%s\n", format_value(o.value, bits).c_str(), format_raised(o.raised).c_str());
-    std::fflush(stdout);
-    report_violations(where.empty() ? "" : where + " ", o.violations);
-    if (o.error.empty())
-        return o;
-    if (where.empty()) {
-        std::fprintf(stderr, "kavmath: %s\n", printable(o.error).c_str());
-        return o;
-    }
-    std::string what = o.error;
-    if (what.rfind("column ", 0) == 0 && what.find(": ") != std::string::npos)
-        what = what.substr(what.find(": ") + 2);  // the column goes in front
-    std::fprintf(stderr, "%s%zu: %s\n    %s\n    %*s^\n", where.c_str(), o.column,
-                 printable(what).c_str(), printable(line).c_str(), static_cast<int>(o.column - 1),
-                 "");
-    return o;
-}
-
-// Evaluates a script line by line; '#' starts a comment line. False if any
-// line failed; with stop, the first failure ends the script.
-bool run_script(Session &s, const std::string &name, std::istream &in, bool bits, bool echo,
-                bool stop) {
-    bool all_ok = true;
-    std::string line;
-    for (int number = 1; std::getline(in, line); ++number) {
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        std::size_t first = line.find_first_not_of(" \t");
-        if (first == std::string::npos || line[first] == '#')
-            continue;
-        bool ok = evaluate(s, line, bits, echo, name + ":" + std::to_string(number) + ":").ok();
-        all_ok = ok && all_ok;
-        if (!ok && stop)
-            break;
-    }
-    return all_ok;
-}
-
 int run(int argc, char **argv) {
     for (int i = 1; i < argc; ++i) {  // compare.cpp reads its own options
         if (std::string(argv[i]) == "--compare") return compare_command(argc, argv, default_library());
         if (std::string(argv[i]) == "--corpus-stream") return corpus_stream(argc, argv, default_library());
     }
-    bool bits = false, echo = false, list = false, check = false, stop = false, options = true;
+    LineOptions lines;
+    bool &bits = lines.bits, &echo = lines.echo, &stop = lines.stop;
+    bool list = false, check = false, options = true;
     bool reference = false;
     std::string lib;
     std::vector<std::string> operands;
@@ -212,7 +162,7 @@ int run(int argc, char **argv) {
         std::fprintf(stderr, "kavmath: %s\n", error.c_str());
         return 2;
     }
-    bool faulty = report_violations("registration: ", module->problems());
+    bool faulty = report_violations(stderr, "registration: ", module->problems());
 
     if (list)
         return list_rows(*module, operands.empty() ? "" : operands[0]) != 0 || faulty ? 1 : 0;
@@ -228,7 +178,7 @@ int run(int argc, char **argv) {
     }
 
     Session session(*module);
-    faulty = report_violations("init: ", session.reset().violations) || faulty;
+    faulty = report_violations(stderr, "init: ", session.reset().violations) || faulty;
     if (reference && operands.empty())
         return print_reference(session) && !faulty ? 0 : 1;
     if (reference) {
@@ -238,27 +188,30 @@ int run(int argc, char **argv) {
         return 1;
     }
     if (operands.empty() && isatty(STDIN_FILENO)) {
-        auto line = [&](const std::string &text) { evaluate(session, text, bits, false); };
+        const LineOptions typed{.bits = bits};
+        auto line = [&](const std::string &text) { evaluate_line(session, text, typed); };
         return prompt(session, line) != 0 || faulty ? 1 : 0;
     }
     if (operands.empty())
-        return run_script(session, "<stdin>", std::cin, bits, echo, false) && !faulty ? 0 : 1;
+        return run_script(session, "<stdin>", std::cin, {.bits = bits, .echo = echo}) && !faulty
+                   ? 0
+                   : 1;
     // Later expressions may need what an erroneous one would have assigned.
     bool all_ok = true;
     for (const std::string &operand : operands) {
         struct stat st {};
         bool ok;
         if (operand == "-") {
-            ok = run_script(session, "<stdin>", std::cin, bits, echo, stop);
+            ok = run_script(session, "<stdin>", std::cin, lines);
         } else if (stat(operand.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
             std::ifstream in(operand);
             if (!in) {
                 std::fprintf(stderr, "kavmath: %s: %s\n", operand.c_str(), std::strerror(errno));
                 return 2;
             }
-            ok = run_script(session, operand, in, bits, echo, stop);
+            ok = run_script(session, operand, in, lines);
         } else {
-            Outcome o = evaluate(session, operand, bits, echo);
+            Outcome o = evaluate_line(session, operand, lines);
             if (!o.error.empty())
                 return 1;
             ok = o.violations.empty();

@@ -24,20 +24,6 @@
 
 namespace kav::host {
 
-std::string printable(const std::string &text) {
-    std::string out;
-    for (unsigned char c : text) {
-        if (c < 0x20 || c == 0x7f) {
-            char esc[8];
-            std::snprintf(esc, sizeof esc, "\\x%02x", c);
-            out += esc;
-        } else {
-            out += static_cast<char>(c);
-        }
-    }
-    return out;
-}
-
 bool name_matches(const std::string &pattern, const std::string &text) {
     if (pattern.find_first_of("*?[") != std::string::npos)
         return fnmatch(pattern.c_str(), text.c_str(), FNM_CASEFOLD) == 0;

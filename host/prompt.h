@@ -6,6 +6,7 @@
 #include <string>
 
 #include "kavhost.h"
+#include "script.h"
 
 namespace kav::host {
 
@@ -14,9 +15,6 @@ namespace kav::host {
 // goes to evaluate. Returns kavmath's exit status, 0: a session ends well
 // however its lines went.
 int prompt(Session &s, const std::function<void(const std::string &)> &evaluate);
-
-// Escapes control bytes so that a message cannot garble the terminal.
-std::string printable(const std::string &text);
 
 // Case-insensitive substring or glob match.
 bool name_matches(const std::string &pattern, const std::string &text);

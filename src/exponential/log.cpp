@@ -12,13 +12,13 @@ using kav::LN2_SINGLE;
 
 // The natural logarithm: float forms in single precision (logf), unlike exp.
 struct Log {
-    float operator()(float x) const { return logf(x); }
+    float operator()(float x) const { return kav::strict(logf(x)); }
     double operator()(double x) const { return std::log(x); }
 };
 
 // log10: float forms in single precision (log10f).
 struct Log10 {
-    float operator()(float x) const { return log10f(x); }
+    float operator()(float x) const { return kav::strict(log10f(x)); }
     double operator()(double x) const { return std::log10(x); }
 };
 
@@ -41,7 +41,7 @@ struct LogBase {
     // A vector to one base takes the base's logarithm once. For float vectors
     // that logarithm is the single-precision logf, rounded to float, while
     // each component's is double: intended.
-    static auto with(float base) { return to_base_with_log(logf(base)); }
+    static auto with(float base) { return to_base_with_log(kav::strict(logf(base))); }
     static auto with(double base) { return to_base_with_log(std::log(base)); }
 };
 

@@ -10,7 +10,7 @@ namespace {
 
 // The square root: float forms in single precision (sqrtf).
 struct Sqrt {
-    float operator()(float x) const { return sqrtf(x); }
+    float operator()(float x) const { return kav::strict(sqrtf(x)); }
     double operator()(double x) const { return std::sqrt(x); }
 };
 

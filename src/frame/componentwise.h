@@ -37,7 +37,9 @@ inline constexpr bool is_scalar = components<V>::count == 1;
 
 // A value held exactly in its own type. On i386 the library returns floating
 // results in an x87 register that may carry extra precision; the store drops
-// it, so both targets go on with the same value.
+// it, so both targets go on with the same value. Every single-precision
+// library result goes through it: a compiler may otherwise widen the
+// register's value to double unrounded (clang does at -O0).
 template <class T>
 T strict(T x) {
     volatile T held = x;

@@ -59,7 +59,7 @@ T settle(carried_t<T> x) {
 }
 
 // The square root in the precision of the type: sqrtf for floats.
-inline float root(float x) { return sqrtf(x); }
+inline float root(float x) { return strict(sqrtf(x)); }
 inline double root(double x) { return std::sqrt(x); }
 
 template <class V>

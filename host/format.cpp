@@ -98,8 +98,10 @@ const char *scalar_name(Scalar kind) {
 }
 
 std::string field_text(const Field &f) {
-    return std::string(scalar_name(f.kind)) + " " + f.name +
-           (f.count > 1 ? "[" + std::to_string(f.count) + "]" : "");
+    std::string text = std::string(scalar_name(f.kind)) + " " + f.name;
+    if (f.count > 1)
+        text.append("[").append(std::to_string(f.count)).append("]");
+    return text;
 }
 
 std::string format_raised(const std::vector<RaisedError> &errors) {

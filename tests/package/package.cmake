@@ -48,6 +48,7 @@ elseif(STEP MATCHES "^host_")
   else()
     run(${CMAKE_COMMAND} -S ${SOURCE}/examples -B ${SCRATCH}/${STEP} -DCMAKE_PREFIX_PATH=${prefix}
         -DCMAKE_C_COMPILER=${CC} "-DCMAKE_C_FLAGS=${C_FLAGS}" "-DCMAKE_EXE_LINKER_FLAGS=${LINK_FLAGS}"
+        -DCMAKE_COMPILE_WARNING_AS_ERROR=ON
         -DCMAKE_LIBRARY_ARCHITECTURE=${MULTIARCH})  # what a toolchain file for the target sets
     run(${CMAKE_COMMAND} --build ${SCRATCH}/${STEP})
   endif()

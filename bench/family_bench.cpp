@@ -67,18 +67,6 @@ void floor_routine() {
     }
 }
 
-Preload preload(const host::Value &v) {
-    Preload p;  // references and structs point at the bytes
-    std::copy(v.bytes.begin(), v.bytes.end(), p.bytes);
-    switch (v.kind) {
-    case host::Value::Kind::Int: p.i = v.as_int(); break;
-    case host::Value::Kind::Float: p.f = v.as_float(); break;
-    case host::Value::Kind::Double: p.d = v.as_double(); break;
-    default: break;
-    }
-    return p;
-}
-
 void run(const Prepared &c, KavProc fn) {
     *angle_unit = c.unit;
     Stub::load(c.args);

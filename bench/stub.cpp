@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "kavhost.h"
+
 namespace kav::bench {
 
 namespace {
@@ -95,13 +97,15 @@ struct StubSlots {
     static RuntimeInterface *get_runtime() { return runtime(); }
 };
 
+void Stub::use_module(std::string path) { path_ = std::move(path); }
+
 Stub &Stub::get() {
     static Stub stub;
     return stub;
 }
 
 Stub::Stub() {
-    handle_ = dlopen(KAV_MODULE_PATH, RTLD_NOW | RTLD_LOCAL);
+    handle_ = dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!handle_)
         throw std::runtime_error(dlerror());
     claim();
@@ -172,6 +176,31 @@ Tally Stub::tally() {
     Tally t = g_tally;
     t.pops_left = top_;
     return t;
+}
+
+std::vector<Preload> Stub::preloads() { return {g_args, g_args + count_}; }
+
+Sinks Stub::sinks() {
+    Sinks s{g_int_sink, g_float_sink, g_double_sink, {}};
+    std::memcpy(s.bytes, g_struct_sink, sizeof s.bytes);
+    return s;
+}
+
+void Stub::clear_sinks() {
+    g_int_sink = 0, g_float_sink = 0, g_double_sink = 0;
+    std::memset(g_struct_sink, 0, sizeof g_struct_sink);
+}
+
+Preload preload(const host::Value &v) {
+    Preload p;  // references and structs point at the bytes
+    std::copy(v.bytes.begin(), v.bytes.end(), p.bytes);
+    switch (v.kind) {
+    case host::Value::Kind::Int: p.i = v.as_int(); break;
+    case host::Value::Kind::Float: p.f = v.as_float(); break;
+    case host::Value::Kind::Double: p.d = v.as_double(); break;
+    default: break;
+    }
+    return p;
 }
 
 }  // namespace kav::bench

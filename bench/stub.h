@@ -14,6 +14,10 @@
 
 #include "kav/abi.h"
 
+namespace kav::host {
+struct Value;
+}
+
 namespace kav::bench {
 
 // One argument. The pop slot of its kind reads the matching field; a struct
@@ -37,6 +41,18 @@ Preload T(std::initializer_list<E> elements) {
     return p;
 }
 
+// The argument that holds a host value: its bytes, and its scalar in the
+// field its pop reads.
+Preload preload(const host::Value &v);
+
+// Where the results went: each result slot's last value.
+struct Sinks {
+    int32_t i = 0;
+    float f = 0;
+    double d = 0;
+    unsigned char bytes[sizeof(Preload::bytes)] = {};
+};
+
 // What the runtime saw since the last reset().
 struct Tally {
     int pops_left = 0;  // preloaded arguments not popped
@@ -51,6 +67,9 @@ struct Tally {
 class Stub {
 public:
     static Stub &get();
+    // The module file get() opens, when called before the first get(); the
+    // benchmark build's own module by default.
+    static void use_module(std::string path);
 
     // Plays the exports entry again, so the module's calls reach this runtime
     // (the reference host takes the module over when it loads it).
@@ -67,6 +86,11 @@ public:
     static void load(const std::vector<Preload> &args);
     static void reset_tally();
     static Tally tally();
+    // The preloaded arguments as they are now (the routines may write into
+    // them), and the results.
+    static std::vector<Preload> preloads();
+    static Sinks sinks();
+    static void clear_sinks();
 
     // One call: the stack refilled, then the routine.
     static void call(KavProc routine) {
@@ -80,6 +104,7 @@ private:
 
     inline static int count_ = 0;
     inline static int top_ = 0;
+    inline static std::string path_ = KAV_MODULE_PATH;
     void *handle_ = nullptr;
     std::vector<std::pair<std::string, KavProc>> rows_;
 };

@@ -26,8 +26,9 @@ struct Trunc {
 
 // Halves away from zero: x -/+ 0.5 at extended precision, then the int
 // conversion, whose -2147483648 for NaN and out-of-range values is the
-// answer there too (round(3.0e9) = -2147483648.0): intended.
-int32_t round_half_away(long double x) {
+// answer there too (round(3.0e9) = -2147483648.0): intended. Inline, so
+// that every routine keeps the conversion in line rather than calling it.
+inline int32_t round_half_away(long double x) {
     constexpr float HALF = 0.5f;
     return kav::to_int(x < 0 ? x - HALF : x + HALF);
 }

@@ -37,13 +37,23 @@ inline constexpr bool is_scalar = components<V>::count == 1;
 
 // A value held exactly in its own type. On i386 the library returns floating
 // results in an x87 register that may carry extra precision; the store drops
-// it, so both targets go on with the same value. Every single-precision
-// library result goes through it: a compiler may otherwise widen the
-// register's value to double unrounded (clang does at -O0).
+// it, so both targets go on with the same value (every single-precision
+// library result goes through here: clang at -O0 widens the register's value
+// to double unrounded otherwise). On x86-64 float and double
+// results come back in SSE registers, which hold exactly the type's bits:
+// nothing to drop, and the empty asm only keeps the optimiser from looking
+// through the value (g++ 12 drops a float rounding between two double steps,
+// as abs(T(dvec2)) has, when it vectorises them).
 template <class T>
 T strict(T x) {
+#if defined(__x86_64__)
+    if constexpr (!std::is_same_v<T, long double>)
+        asm("" : "+x"(x));
+    return x;
+#else
     volatile T held = x;
     return held;
+#endif
 }
 
 // The rule's result, taken at the rule's own type and then rounded once to

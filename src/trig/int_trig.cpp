@@ -83,8 +83,9 @@ void wave_form(const Wave &w) {
 // ---- tan ------------------------------------------------------------------
 
 // The tangent scaled by 1000 at a reduced angle; -90 degrees gives the int
-// minimum without a library call.
-int32_t tangent_at(int32_t r) {
+// minimum without a library call. Inline, so that the routines keep it in
+// line rather than calling it.
+inline int32_t tangent_at(int32_t r) {
     if (r == -QUARTER_TURN) return INT_INDEFINITE;
     const double x = static_cast<double>(static_cast<long double>(r) / MILLIDEG_PER_RAD);
     return via_single(std::tan(x), 1000.0L);
@@ -138,8 +139,8 @@ void arc_form(const Arc &arc) {
 
 // ---- atan, atan2 ----------------------------------------------------------
 
-// The tangent in thousandths to milli-degrees.
-int32_t arctangent(int32_t t) {
+// The tangent in thousandths to milli-degrees; inline, as tangent_at.
+inline int32_t arctangent(int32_t t) {
     const double x = static_cast<double>(static_cast<long double>(t) / 1000.0L);
     return via_single(std::atan(x), MILLIDEG_PER_RAD);
 }

@@ -17,6 +17,7 @@
 
 #include "compare.h"
 #include "kavhost.h"
+#include "plot.h"
 #include "prompt.h"
 #include "reference.h"
 #include "script.h"
@@ -38,13 +39,23 @@ const char kUsage[] =
     "       kavmath [--lib PATH] [--bits] --check FILE...   run .kvt vectors\n"
     "       kavmath [--lib PATH] --compare OTHER [--rows REGEX] [--calls N] [--seed S]\n"
     "               [--ulps K] [--examples K] [--json FILE]   compare two builds\n"
-    "       kavmath [--lib PATH] --reference [NAME]   the function reference (Markdown),\n"
-    "                                               or one function's entry\n"
+    "       kavmath [--lib PATH] --reference [NAME] [--out DIR]   the function reference\n"
+    "                 (Markdown), or one function's entry; --out DIR writes\n"
+    "                 DIR/reference.md and its pictures, DIR/plots/*.svg\n"
+    "       kavmath [--lib PATH] --plot EXPR... [--x FROM:TO] [--y FROM:TO] [--samples N]\n"
+    "               [--histogram] [--size WxH] [--svg FILE] [--csv FILE]\n"
+    "                 draw EXPR against x: in the terminal, or as SVG or CSV"
     "\n"
     "  EXPR      sin(30000), v = vec2(1, 0.5f), length(v), f32(0x40490fd8)\n"
     "  --bits    show the raw bits of floating values\n"
     "  --echo    print each expression, as 'kav> EXPR', before its value\n"
     "  --stop    stop at the first line that fails\n"
+    "  --plot    x takes N (401) evenly spaced values from FROM to TO, whose kind\n"
+    "            it takes (0:360000 ints, 0.0:1.0 doubles, 0.0f:1.0f floats);\n"
+    "            without --x, x is the first of int, double, float that EXPR\n"
+    "            takes, over 0:360000 or -1:1. 'SETUP; EXPR' runs SETUP first.\n"
+    "            --y fixes the y range, --size is in characters (pixels for\n"
+    "            --svg), --histogram counts the values instead\n"
     "  --lib     the module to load; default $KAVMATH_LIB, then next to kavmath,\n"
     "            ../src, the installed library folder, then the library\n"
     "            search path\n"
@@ -104,13 +115,16 @@ int list_rows(const Module &m, const std::string &pattern) {
     return shown ? 0 : 1;
 }
 
-enum class Mode : uint8_t { Evaluate, List, Check, Reference };
+enum class Mode : uint8_t { Evaluate, List, Check, Reference, Plot };
 
 struct Options {
     Mode mode = Mode::Evaluate;
     LineOptions lines;
     std::string lib;
     std::vector<std::string> operands;
+    PlotRequest plot;
+    std::string plot_option;  // the first one given, for the usage error without --plot
+    std::string out;          // --reference --out DIR
 };
 
 // Reads the command line into *o. Returns -1 to go on, else the exit status
@@ -119,7 +133,7 @@ int parse_options(int argc, char **argv, Options *o) {
     bool options = true;
     auto mode = [&](Mode m) {
         if (o->mode != Mode::Evaluate && o->mode != m)
-            return fail_usage("--list, --check and --reference do not go together");
+            return fail_usage("--list, --check, --reference and --plot do not go together");
         o->mode = m;
         return -1;
     };
@@ -142,6 +156,18 @@ int parse_options(int argc, char **argv, Options *o) {
             status = mode(Mode::Check);
         } else if (a == "--reference") {
             status = mode(Mode::Reference);
+        } else if (a == "--plot") {
+            status = mode(Mode::Plot);
+        } else if (bool value = false; is_plot_option(a, &value) || a == "--out") {
+            if ((value || a == "--out") && i + 1 >= argc)
+                return fail_usage(a + " needs a value");
+            std::string error;
+            if (a == "--out")
+                o->out = argv[++i];
+            else if (!plot_option(a, value ? argv[++i] : "", &o->plot, &error))
+                return fail_usage(error);
+            else if (o->plot_option.empty())
+                o->plot_option = a;
         } else if (a == "--lib" || a.rfind("--lib=", 0) == 0) {
             if (a == "--lib" && i + 1 >= argc)
                 return fail_usage("--lib needs a path");
@@ -164,6 +190,13 @@ int parse_options(int argc, char **argv, Options *o) {
         return fail_usage("--list takes one pattern");
     if (o->mode == Mode::Check && o->operands.empty())
         return fail_usage("--check needs a file");
+    if (o->mode != Mode::Plot && !o->plot_option.empty())
+        return fail_usage(o->plot_option + " goes with --plot");
+    if (!o->out.empty() && (o->mode != Mode::Reference || !o->operands.empty()))
+        return fail_usage("--out goes with --reference and no NAME");
+    if (o->mode == Mode::Plot && o->operands.empty())
+        return fail_usage("--plot needs an expression of x");
+    o->plot.exprs = o->operands;
     return -1;
 }
 
@@ -178,6 +211,8 @@ int check_files(Module &module, const Options &o) {
 }
 
 int reference_command(Session &session, const Options &o) {
+    if (o.operands.empty() && !o.out.empty())
+        return write_reference(session, o.out) ? 0 : 1;
     if (o.operands.empty())
         return print_reference(session) ? 0 : 1;
     if (print_help(session, o.operands[0]))
@@ -253,6 +288,8 @@ int run(int argc, char **argv) {
         faulty = report_violations(stderr, "init: ", session.reset().violations) || faulty;
         if (o.mode == Mode::Reference)
             status = reference_command(session, o);
+        else if (o.mode == Mode::Plot)
+            status = plot_command(session, o.plot, stdout, stderr);
         else if (o.operands.empty())
             status = evaluate_input(session, o.lines);
         else

@@ -187,7 +187,9 @@ bool infer_range(Session &s, const std::string &expr, Value *from, Value *to, st
                 first_error = p.error;
         }
     }
-    *error = lines.back() + ": " + first_error + " (with x an int, a double or a float; --x FROM:TO sets its kind)";
+    const bool kind = first_error.find("signature") != std::string::npos;  // not a typo or a fault
+    *error = lines.back() + ": " + first_error +
+             (kind ? " (with x an int, a double or a float; --x FROM:TO sets its kind)" : "");
     return false;
 }
 

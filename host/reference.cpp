@@ -198,7 +198,7 @@ bool pictures_text(Session &s, std::string_view name, const std::string &indent,
         int cols = 0, rows = 0;
         terminal_size(fileno(stdout), &cols, &rows);
         *out += "\n" + wrap(std::string(p.caption) + ":", indent) + wrap(command, indent + "    ") + "\n";
-        std::string plot = plot_text(d, std::min(cols, kHelpColumns), kHelpRows, terminal_style(fileno(stdout)));
+        std::string plot = plot_text(d, std::min(cols - static_cast<int>(indent.size()), kHelpColumns), kHelpRows, terminal_style(fileno(stdout)));
         for (std::size_t at = 0; at < plot.size();) {
             const std::size_t end = plot.find('\n', at);
             *out += (end == at ? "" : indent) + plot.substr(at, end + 1 - at);

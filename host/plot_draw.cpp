@@ -256,15 +256,17 @@ Figure bars(const PlotData &d) {
         bins = static_cast<std::size_t>(hi - lo) + 1;
         f.bin = 1, lo -= 0.5, f.whole_x = true;
     } else if (hi > lo) {
-        f.bin = (hi - lo) / 20;
+        f.bin = hi / 20 - lo / 20;
     } else {
         bins = 1, f.bin = 1, lo -= 0.5;
     }
     f.y_hi = 1;
     for (std::size_t k = 0; k < values.size(); ++k) {
         f.curves[k].y.assign(bins, 0);
-        for (double v : values[k])
-            f.curves[k].y[std::min(static_cast<std::size_t>((v - lo) / f.bin), bins - 1)] += 1;
+        for (double v : values[k]) {
+            const double q = (v / 2 - lo / 2) / (f.bin / 2);  // in 0..bins, checked before the cast
+            f.curves[k].y[q < static_cast<double>(bins - 1) ? static_cast<std::size_t>(q) : bins - 1] += 1;
+        }
         f.y_hi = std::max(f.y_hi, *std::max_element(f.curves[k].y.begin(), f.curves[k].y.end()));
     }
     for (std::size_t b = 0; b < bins; ++b)
@@ -296,9 +298,9 @@ void set_x_axis(Figure *f, double room) {
 // A position on an axis from 0 at `from` to `size` at `to` (flipped for y),
 // kept within four axis lengths so that a far value stays drawable.
 double place(const Axis &a, double v, double size, bool flip) {
-    const double span = a.to - a.from;
-    v = std::min(std::max(v, a.from - 4 * span), a.to + 4 * span);
-    const double t = (v - a.from) / span;
+    const double half = a.to / 2 - a.from / 2;  // halves: the widest ranges stay finite
+    v = std::min(std::max(v, a.from - 8 * half), a.to + 8 * half);
+    const double t = (v / 2 - a.from / 2) / half;
     return (flip ? 1 - t : t) * size;
 }
 

@@ -351,6 +351,7 @@ bool write_reference(Session &s, const std::string &dir) {
     if (!reference_text(s, &text, &svgs))
         return false;
     const std::string plots = dir + "/plots";
+    mkdir(dir.c_str(), 0777);  // an existing folder is fine; a failure shows below
     if (mkdir(plots.c_str(), 0777) != 0 && errno != EEXIST) {
         std::fprintf(stderr, "kavmath: cannot make %s: %s\n", plots.c_str(), std::strerror(errno));
         return false;

@@ -597,7 +597,8 @@ std::string plot_svg(const PlotData &d, int width, int height) {
     s += "<rect width=\"" + std::to_string(width) + "\" height=\"" + std::to_string(height) + "\" fill=\"#ffffff\"/>\n";
     const std::string area = "x=\"" + px(L) + "\" y=\"" + px(top) + "\" width=\"" + px(R - L) + "\" height=\"" + px(B - top) + "\"";
     s += "<defs><clipPath id=\"area\"><rect " + area + "/></clipPath></defs>\n";
-    s += text_at(W / 2, 20, "middle", f.title, " font-size=\"14\" font-weight=\"bold\"");
+    const double title_size = std::min(14.0, (W - 20) / (0.64 * static_cast<double>(f.title.size())));  // fits
+    s += text_at(W / 2, 20, "middle", f.title, " font-size=\"" + px(title_size) + "\" font-weight=\"bold\"");
     std::string grid, labels;
     for (const Tick &t : f.x.ticks) {
         grid += "M" + px(X(t.at)) + " " + px(top) + "V" + px(B);

@@ -13,6 +13,7 @@
 #include <regex>
 #include <set>
 #include <sstream>
+#include <utility>
 
 namespace kav::host {
 
@@ -344,6 +345,207 @@ std::unique_ptr<Module> load_initialised(const std::string &path) {
     return module;
 }
 
+// The other build: in this process when it is of this target, else a kavmath
+// of its own target streaming its calls.
+struct Other {
+    std::unique_ptr<Module> module;
+    std::vector<const Row *> rows;
+    std::unique_ptr<Side> side;
+    FILE *pipe = nullptr;
+    // Ends the stream; false if the other kavmath failed.
+    bool close() { return !pipe || pclose(std::exchange(pipe, nullptr)) == 0; }
+    ~Other() { close(); }
+};
+
+// Checks the options and compiles --rows; false after saying why.
+bool check_options(Options *o, std::regex *pattern) {
+    if (o->ok && o->other.empty()) {
+        std::fprintf(stderr, "kavmath: --compare needs the other build\n");
+        o->ok = false;
+    }
+    try {
+        *pattern = std::regex(o->rows);
+    } catch (const std::regex_error &) {
+        std::fprintf(stderr, "kavmath: --rows: not a regular expression: %s\n", o->rows.c_str());
+        return false;
+    }
+    return o->ok;
+}
+
+bool open_other(const Options &o, const std::regex &pattern, Other *other) {
+    const int klass = elf_class(o.other);
+    if (klass == 0) {
+        std::fprintf(stderr, "kavmath: cannot load %s: not a shared object\n", o.other.c_str());
+        return false;
+    }
+    if (klass == (sizeof(void *) == 8 ? 2 : 1)) {
+        other->module = load_initialised(o.other);
+        if (!other->module) return false;
+        other->rows = selected(*other->module, pattern);
+        other->side = std::make_unique<LocalSide>(*other->module, other->rows, o.seed);
+        return true;
+    }
+    const std::string runner = other_kavmath(o.other, klass);
+    if (runner.empty()) {
+        std::fprintf(stderr, "kavmath: no kavmath of %s's target next to it\n", o.other.c_str());
+        return false;
+    }
+    const std::string command = runner + " --corpus-stream --lib " + quoted(o.other) + " --rows " +
+                                quoted(o.rows) + " --calls " + std::to_string(o.calls) + " --seed " +
+                                std::to_string(o.seed);
+    other->pipe = popen(command.c_str(), "r");
+    if (!other->pipe) {
+        std::fprintf(stderr, "kavmath: cannot run %s\n", command.c_str());
+        return false;
+    }
+    other->side = std::make_unique<StreamSide>(other->pipe);
+    return true;
+}
+
+// One row's calls on both sides, counted into *t; false if the other side's
+// calls are not the same calls.
+bool compare_row(Module &mine, const Row &row, Side &side, const Options &o, Tally *t) {
+    const Bound bound{o.ulps < 0 ? 0 : o.ulps, false};
+    for (uint64_t k = 0; k < o.calls; ++k) {
+        const std::string la = corpus_line(mine, row, o.seed, k), lb = side.line(k);
+        const auto fa = split_tabs(la), fb = split_tabs(lb);
+        if (fb.size() < 4 || fa[1] != fb[1] || fa[2] != fb[2]) {
+            std::fprintf(stderr, "kavmath: the other build's calls of %s do not match: %s\n",
+                         row.signature.c_str(), lb.c_str());
+            return false;
+        }
+        ++t->calls;
+        t->faults_this += fa.size() == 4;
+        t->faults_other += fb.size() == 4;
+        switch (compare_calls(fa, fb, o.ulps < 0 ? nullptr : &bound, &t->worst, &t->nan_number)) {
+        case Verdict::Same: ++t->same; break;
+        case Verdict::NanNoise: ++t->nan_noise; break;
+        case Verdict::WithinBound: ++t->within; break;
+        case Verdict::Differs:
+            ++t->differ;
+            if (t->examples.size() < o.examples)
+                t->examples.push_back({example_line(o.lib, row, o.seed, k), {outcome(fa), outcome(fb)}});
+        }
+    }
+    return true;
+}
+
+// Every row the other side offers, compared or marked as the other's only,
+// then this build's rows that it did not offer. False if the other side
+// broke off.
+bool compare_rows(Module &mine, Other &other, const Options &o, const std::regex &pattern,
+                  std::vector<Tally> *tallies) {
+    std::set<std::string> seen;
+    bool complete = true;
+    for (std::string sig; complete && other.side->next_row(&sig);) {
+        seen.insert(sig);
+        Tally t;
+        t.signature = sig;
+        const Row *row = mine.find(sig);
+        if (!row || !std::regex_search(sig, pattern)) {
+            t.in = 'o';
+            for (uint64_t k = 0; k < o.calls && other.pipe; ++k) other.side->line(k);
+        } else {
+            complete = compare_row(mine, *row, *other.side, o, &t);
+        }
+        tallies->push_back(std::move(t));
+    }
+    if (!other.close() || !complete) {
+        std::fprintf(stderr, "kavmath: the other build's run ended early\n");
+        return false;
+    }
+    for (const Row *row : selected(mine, pattern))
+        if (!seen.count(row->signature)) {
+            Tally t;
+            t.signature = row->signature;
+            t.in = 't';
+            tallies->push_back(std::move(t));
+        }
+    return true;
+}
+
+struct Counts {
+    uint64_t identical = 0, differ = 0, only = 0, designed = 0, nan_rows = 0;
+};
+
+void print_tally(FILE *out, const Tally &t, const Options &o) {
+    std::fprintf(out, "%s: %" PRIu64 " calls, %" PRIu64 " identical, %" PRIu64 " differ", t.signature.c_str(),
+                 t.calls, t.same, t.differ);
+    if (t.nan_noise) std::fprintf(out, ", %" PRIu64 " NaN sign or payload only", t.nan_noise);
+    if (t.within) std::fprintf(out, ", %" PRIu64 " within %" PRId64 " ulps", t.within, o.ulps);
+    if (t.faults_this || t.faults_other)
+        std::fprintf(out, ", faults: %" PRIu64 " here, %" PRIu64 " in the other", t.faults_this, t.faults_other);
+    if (t.worst) std::fprintf(out, ", worst %" PRId64 " ulps or units", t.worst);
+    if (t.nan_number) std::fprintf(out, ", NaN against a number");
+    std::fprintf(out, "\n");
+    for (const auto &[line, results] : t.examples)
+        std::fprintf(out, "  %s\n    this:  %s\n    other: %s\n", line.c_str(), results.first.c_str(),
+                     results.second.c_str());
+}
+
+// The report: rows that are not identical, the by-design group apart, and
+// the counts.
+Counts print_report(FILE *out, const std::vector<Tally> &tallies, const Options &o) {
+    Counts c;
+    for (const Tally &t : tallies) {
+        if (t.in != 'b') {
+            ++c.only;
+            std::fprintf(out, "%s: only in %s\n", t.signature.c_str(), t.in == 't' ? "this build" : "the other");
+        } else if (t.differ && by_design().count(t.signature)) {
+            ++c.designed;
+        } else if (t.differ || t.faults_this != t.faults_other) {
+            ++c.differ;
+            print_tally(out, t, o);
+        } else {
+            ++c.identical;
+            if (t.nan_noise || t.within || t.faults_this) {
+                c.nan_rows += t.nan_noise != 0;
+                print_tally(out, t, o);
+            }
+        }
+    }
+    if (c.designed) {
+        std::fprintf(out, "may differ by design:\n");
+        for (const Tally &t : tallies)
+            if (t.in == 'b' && t.differ && by_design().count(t.signature)) {
+                std::fprintf(out, "(%s) ", by_design().at(t.signature).c_str());
+                print_tally(out, t, o);
+            }
+    }
+    if (o.ulps >= 0) std::fprintf(out, "floating results within %" PRId64 " ulps count as identical (--ulps)\n", o.ulps);
+    if (c.nan_rows) std::fprintf(out, "%" PRIu64 " identical rows differ in NaN sign or payload only\n", c.nan_rows);
+    if (c.designed) std::fprintf(out, "%" PRIu64 " rows differ where the module may by design\n", c.designed);
+    std::fprintf(out, "%" PRIu64 " rows identical, %" PRIu64 " differ, %" PRIu64 " only in one\n", c.identical,
+                 c.differ, c.only);
+    return c;
+}
+
+bool write_json(const Options &o, const std::vector<Tally> &tallies, const Counts &c) {
+    std::ofstream json(o.json);
+    json << "{\"this\": " << json_string(o.lib) << ", \"other\": " << json_string(o.other)
+         << ", \"calls\": " << o.calls << ", \"seed\": " << o.seed << ", \"ulps\": ";
+    if (o.ulps < 0) json << "null"; else json << o.ulps;
+    json << ", \"identical\": " << c.identical << ", \"differ\": " << c.differ << ", \"only_in_one\": " << c.only
+         << ", \"by_design\": " << c.designed << ",\n \"rows\": [";
+    for (std::size_t i = 0; i < tallies.size(); ++i) {
+        const Tally &t = tallies[i];
+        json << (i ? ",\n  " : "\n  ") << "{\"signature\": " << json_string(t.signature) << ", \"in\": \""
+             << (t.in == 'b' ? "both" : t.in == 't' ? "this" : "other") << "\", \"calls\": " << t.calls
+             << ", \"identical\": " << t.same << ", \"differ\": " << t.differ << ", \"nan_only\": " << t.nan_noise
+             << ", \"within_ulps\": " << t.within << ", \"faults_this\": " << t.faults_this
+             << ", \"faults_other\": " << t.faults_other << ", \"worst\": " << t.worst
+             << ", \"by_design\": " << (by_design().count(t.signature) ? "true" : "false") << ", \"examples\": [";
+        for (std::size_t e = 0; e < t.examples.size(); ++e)
+            json << (e ? ", " : "") << "{\"line\": " << json_string(t.examples[e].first)
+                 << ", \"this\": " << json_string(t.examples[e].second.first)
+                 << ", \"other\": " << json_string(t.examples[e].second.second) << "}";
+        json << "]}";
+    }
+    json << "\n]}\n";
+    if (!json) std::fprintf(stderr, "kavmath: cannot write %s\n", o.json.c_str());
+    return static_cast<bool>(json);
+}
+
 }  // namespace
 
 int corpus_stream(int argc, char **argv, const std::string &default_library) {
@@ -361,182 +563,16 @@ int corpus_stream(int argc, char **argv, const std::string &default_library) {
 
 int compare_command(int argc, char **argv, const std::string &default_library, FILE *out) {
     Options o = parse(argc, argv, default_library);
-    if (o.ok && o.other.empty()) {
-        std::fprintf(stderr, "kavmath: --compare needs the other build\n");
-        o.ok = false;
-    }
     std::regex pattern;
-    try {
-        pattern = std::regex(o.rows);
-    } catch (const std::regex_error &) {
-        std::fprintf(stderr, "kavmath: --rows: not a regular expression: %s\n", o.rows.c_str());
-        return 2;
-    }
-    if (!o.ok) return 2;
+    if (!check_options(&o, &pattern)) return 2;
     auto mine = load_initialised(o.lib);
-    if (!mine) return 2;
-    const std::vector<const Row *> my_rows = selected(*mine, pattern);
-
-    // The other build: in this process when it is of this target, else
-    // streamed by a kavmath of its own.
-    std::unique_ptr<Module> theirs;
-    std::vector<const Row *> their_rows;
-    std::unique_ptr<Side> side;
-    FILE *pipe = nullptr;
-    const int klass = elf_class(o.other);
-    if (klass == 0) {
-        std::fprintf(stderr, "kavmath: cannot load %s: not a shared object\n", o.other.c_str());
-        return 2;
-    }
-    if (klass == (sizeof(void *) == 8 ? 2 : 1)) {
-        theirs = load_initialised(o.other);
-        if (!theirs) return 2;
-        their_rows = selected(*theirs, pattern);
-        side = std::make_unique<LocalSide>(*theirs, their_rows, o.seed);
-    } else {
-        const std::string runner = other_kavmath(o.other, klass);
-        if (runner.empty()) {
-            std::fprintf(stderr, "kavmath: no kavmath of %s's target next to it\n", o.other.c_str());
-            return 2;
-        }
-        const std::string command = runner + " --corpus-stream --lib " + quoted(o.other) + " --rows " +
-                                    quoted(o.rows) + " --calls " + std::to_string(o.calls) + " --seed " +
-                                    std::to_string(o.seed);
-        pipe = popen(command.c_str(), "r");
-        if (!pipe) {
-            std::fprintf(stderr, "kavmath: cannot run %s\n", command.c_str());
-            return 2;
-        }
-        side = std::make_unique<StreamSide>(pipe);
-    }
-
-    const Bound bound{o.ulps < 0 ? 0 : o.ulps, false};
+    Other other;
+    if (!mine || !open_other(o, pattern, &other)) return 2;
     std::vector<Tally> tallies;
-    std::set<std::string> seen;
-    bool broken = false;
-    for (std::string sig; side->next_row(&sig);) {
-        seen.insert(sig);
-        Tally t;
-        t.signature = sig;
-        const Row *row = mine->find(sig);
-        if (!row || !std::regex_search(sig, pattern)) {
-            t.in = 'o';
-            for (uint64_t k = 0; k < o.calls && pipe; ++k) side->line(k);
-            tallies.push_back(std::move(t));
-            continue;
-        }
-        for (uint64_t k = 0; k < o.calls; ++k) {
-            const std::string la = corpus_line(*mine, *row, o.seed, k), lb = side->line(k);
-            const auto fa = split_tabs(la), fb = split_tabs(lb);
-            if (fb.size() < 4 || fa[1] != fb[1] || fa[2] != fb[2]) {
-                std::fprintf(stderr, "kavmath: the other build's calls of %s do not match: %s\n", sig.c_str(),
-                             lb.c_str());
-                broken = true;
-                break;
-            }
-            ++t.calls;
-            t.faults_this += fa.size() == 4;
-            t.faults_other += fb.size() == 4;
-            switch (compare_calls(fa, fb, o.ulps < 0 ? nullptr : &bound, &t.worst, &t.nan_number)) {
-            case Verdict::Same: ++t.same; break;
-            case Verdict::NanNoise: ++t.nan_noise; break;
-            case Verdict::WithinBound: ++t.within; break;
-            case Verdict::Differs:
-                ++t.differ;
-                if (t.examples.size() < o.examples)
-                    t.examples.push_back({example_line(o.lib, *row, o.seed, k), {outcome(fa), outcome(fb)}});
-            }
-        }
-        tallies.push_back(std::move(t));
-        if (broken) break;
-    }
-    if (pipe && pclose(pipe) != 0) broken = true;
-    if (broken) {
-        std::fprintf(stderr, "kavmath: the other build's run ended early\n");
-        return 2;
-    }
-    for (const Row *row : my_rows)
-        if (!seen.count(row->signature)) {
-            Tally t;
-            t.signature = row->signature;
-            t.in = 't';
-            tallies.push_back(std::move(t));
-        }
-
-    // The report: rows that are not identical, the by-design group apart.
-    uint64_t identical = 0, differ = 0, only = 0, designed = 0, nan_rows = 0;
-    auto print_row = [&](const Tally &t) {
-        std::fprintf(out, "%s: %" PRIu64 " calls, %" PRIu64 " identical, %" PRIu64 " differ", t.signature.c_str(), t.calls,
-                    t.same, t.differ);
-        if (t.nan_noise) std::fprintf(out, ", %" PRIu64 " NaN sign or payload only", t.nan_noise);
-        if (t.within) std::fprintf(out, ", %" PRIu64 " within %" PRId64 " ulps", t.within, o.ulps);
-        if (t.faults_this || t.faults_other)
-            std::fprintf(out, ", faults: %" PRIu64 " here, %" PRIu64 " in the other", t.faults_this, t.faults_other);
-        if (t.worst) std::fprintf(out, ", worst %" PRId64 " ulps or units", t.worst);
-        if (t.nan_number) std::fprintf(out, ", NaN against a number");
-        std::fprintf(out, "\n");
-        for (const auto &[line, results] : t.examples)
-            std::fprintf(out, "  %s\n    this:  %s\n    other: %s\n", line.c_str(), results.first.c_str(),
-                        results.second.c_str());
-    };
-    for (const Tally &t : tallies) {
-        if (t.in != 'b') {
-            ++only;
-            std::fprintf(out, "%s: only in %s\n", t.signature.c_str(), t.in == 't' ? "this build" : "the other");
-        } else if (t.differ && by_design().count(t.signature)) {
-            ++designed;
-        } else if (t.differ || t.faults_this != t.faults_other) {
-            ++differ;
-            print_row(t);
-        } else {
-            ++identical;
-            if (t.nan_noise || t.within || t.faults_this) {
-                nan_rows += t.nan_noise != 0;
-                print_row(t);
-            }
-        }
-    }
-    if (designed) {
-        std::fprintf(out, "may differ by design:\n");
-        for (const Tally &t : tallies)
-            if (t.in == 'b' && t.differ && by_design().count(t.signature)) {
-                std::fprintf(out, "(%s) ", by_design().at(t.signature).c_str());
-                print_row(t);
-            }
-    }
-    if (o.ulps >= 0) std::fprintf(out, "floating results within %" PRId64 " ulps count as identical (--ulps)\n", o.ulps);
-    if (nan_rows) std::fprintf(out, "%" PRIu64 " identical rows differ in NaN sign or payload only\n", nan_rows);
-    if (designed) std::fprintf(out, "%" PRIu64 " rows differ where the module may by design\n", designed);
-    std::fprintf(out, "%" PRIu64 " rows identical, %" PRIu64 " differ, %" PRIu64 " only in one\n", identical, differ, only);
-
-    if (!o.json.empty()) {
-        std::ofstream json(o.json);
-        json << "{\"this\": " << json_string(o.lib) << ", \"other\": " << json_string(o.other)
-            << ", \"calls\": " << o.calls << ", \"seed\": " << o.seed << ", \"ulps\": ";
-        if (o.ulps < 0) json << "null"; else json << o.ulps;
-        json << ", \"identical\": " << identical << ", \"differ\": " << differ << ", \"only_in_one\": " << only
-            << ", \"by_design\": " << designed << ",\n \"rows\": [";
-        for (std::size_t i = 0; i < tallies.size(); ++i) {
-            const Tally &t = tallies[i];
-            json << (i ? ",\n  " : "\n  ") << "{\"signature\": " << json_string(t.signature) << ", \"in\": \""
-                << (t.in == 'b' ? "both" : t.in == 't' ? "this" : "other") << "\", \"calls\": " << t.calls
-                << ", \"identical\": " << t.same << ", \"differ\": " << t.differ << ", \"nan_only\": " << t.nan_noise
-                << ", \"within_ulps\": " << t.within << ", \"faults_this\": " << t.faults_this
-                << ", \"faults_other\": " << t.faults_other << ", \"worst\": " << t.worst
-                << ", \"by_design\": " << (by_design().count(t.signature) ? "true" : "false") << ", \"examples\": [";
-            for (std::size_t e = 0; e < t.examples.size(); ++e)
-                json << (e ? ", " : "") << "{\"line\": " << json_string(t.examples[e].first)
-                    << ", \"this\": " << json_string(t.examples[e].second.first)
-                    << ", \"other\": " << json_string(t.examples[e].second.second) << "}";
-            json << "]}";
-        }
-        json << "\n]}\n";
-        if (!json) {
-            std::fprintf(stderr, "kavmath: cannot write %s\n", o.json.c_str());
-            return 2;
-        }
-    }
-    return differ || only ? 1 : 0;
+    if (!compare_rows(*mine, other, o, pattern, &tallies)) return 2;
+    const Counts counts = print_report(out, tallies, o);
+    if (!o.json.empty() && !write_json(o, tallies, counts)) return 2;
+    return counts.differ || counts.only ? 1 : 0;
 }
 
 }  // namespace kav::host

@@ -228,7 +228,16 @@ bool same_type(const TypePtr &a, const TypePtr &b) {
     return a && b && (a == b || a->name == b->name);
 }
 
-bool fits(const Operand &op, const Code &code, bool promote) {
+// How far a call stretches what was written to find a row, tried in this
+// order so that a call that resolves at one step never becomes ambiguous
+// through a later one.
+enum class Stretch : uint8_t {
+    Exact,
+    Literals,     // an int literal stands for F or D
+    Temporaries,  // and a struct value for TP(type), through a temporary
+};
+
+bool fits(const Operand &op, const Code &code, Stretch stretch) {
     using K = Code::Kind;
     if (op.form == Operand::Form::Null)
         return code.kind == K::StructRef;
@@ -236,11 +245,14 @@ bool fits(const Operand &op, const Code &code, bool promote) {
     switch (op.value.kind) {
     case Value::Kind::Int:
         return code.kind == (ref ? K::IntRef : K::Int) ||
-               (promote && op.int_literal() && (code.kind == K::Float || code.kind == K::Double));
+               (stretch != Stretch::Exact && op.int_literal() &&
+                (code.kind == K::Float || code.kind == K::Double));
     case Value::Kind::Float: return code.kind == (ref ? K::FloatRef : K::Float);
     case Value::Kind::Double: return code.kind == (ref ? K::DoubleRef : K::Double);
     case Value::Kind::Struct:
-        return code.kind == (ref ? K::StructRef : K::Struct) && same_type(op.value.type, code.type);
+        return same_type(op.value.type, code.type) &&
+               (code.kind == (ref ? K::StructRef : K::Struct) ||
+                (stretch == Stretch::Temporaries && code.kind == K::StructRef));
     default: return false;
     }
 }
@@ -592,11 +604,13 @@ private:
         std::vector<Operand> args = arguments();
         for (std::size_t i = 0; i < args.size(); ++i)
             if (args[i].form == Operand::Form::Reference && args[i].value.kind == Value::Kind::None)
-                unset_reference(t.text, rows, args, i);
+                unset_reference(t.text, rows, &args, i);
         const Row *row = resolve(t.text, rows, args);
         std::vector<Arg> call_args;
+        std::vector<Value> temporaries;
+        temporaries.reserve(args.size());  // the arguments point into it
         for (std::size_t i = 0; i < args.size(); ++i)
-            call_args.push_back(argument(args[i], row->args[i]));
+            call_args.push_back(argument(args[i], row->args[i], &temporaries));
         CallResult r = m_.call(*row, call_args);
         if (r.fault != 0)
             throw EvalError(written(t.text, args) + ": " + describe_fault(r.fault) + " in " +
@@ -629,21 +643,33 @@ private:
         return s + ")";
     }
 
-    // &NAME of a variable never set: what the function takes there.
-    [[noreturn]] void unset_reference(const std::string &name, const std::vector<const Row *> &rows,
-                                      const std::vector<Operand> &args, std::size_t at) {
-        std::vector<std::string> takes;
+    // &NAME of a variable never set. When every row that fits the other
+    // arguments takes the same IP, FP or DP there, the call creates it, as 0
+    // of that kind, once a row is chosen (argument()); otherwise the error
+    // says what the function takes there.
+    void unset_reference(const std::string &name, const std::vector<const Row *> &rows,
+                         std::vector<Operand> *operands, std::size_t at) {
+        const std::vector<Operand> &args = *operands;
+        std::vector<Code> takes;
         for (const Row *r : rows) {
             bool ok = r->args.size() == args.size();
             for (std::size_t i = 0; ok && i < args.size(); ++i)
-                ok = i == at || args[i].value.kind == Value::Kind::None || fits(args[i], r->args[i], true);
-            std::string code = ok ? r->args[at].text() : "";
-            if (ok && std::find(takes.begin(), takes.end(), code) == takes.end())
-                takes.push_back(code);
+                ok = i == at || args[i].value.kind == Value::Kind::None ||
+                     fits(args[i], r->args[i], Stretch::Temporaries);
+            if (ok && std::find(takes.begin(), takes.end(), r->args[at]) == takes.end())
+                takes.push_back(r->args[at]);
+        }
+        if (takes.size() == 1) {
+            switch (takes[0].kind) {
+            case Code::Kind::IntRef: (*operands)[at].value = Value::of_int(0); return;
+            case Code::Kind::FloatRef: (*operands)[at].value = Value::of_float(0); return;
+            case Code::Kind::DoubleRef: (*operands)[at].value = Value::of_double(0); return;
+            default: break;
+            }
         }
         std::string what;
         for (std::size_t i = 0; i < takes.size() && i < 6; ++i)
-            what += (i ? ", " : "") + takes[i];
+            what += (i ? ", " : "") + takes[i].text();
         if (takes.size() > 6)
             what += " or " + std::to_string(takes.size() - 6) + " more";
         throw EvalError("unknown variable '" + args[at].variable + "': assign it first" +
@@ -655,11 +681,11 @@ private:
     const Row *resolve(const std::string &name, const std::vector<const Row *> &rows,
                        const std::vector<Operand> &args) {
         std::vector<const Row *> found;
-        for (bool promote : {false, true}) {
+        for (Stretch stretch : {Stretch::Exact, Stretch::Literals, Stretch::Temporaries}) {
             for (const Row *r : rows) {
                 bool ok = r->args.size() == args.size();
                 for (std::size_t i = 0; ok && i < args.size(); ++i)
-                    ok = fits(args[i], r->args[i], promote);
+                    ok = fits(args[i], r->args[i], stretch);
                 if (ok)
                     found.push_back(r);
             }
@@ -682,7 +708,7 @@ private:
             for (const Row *r : rows) {
                 std::size_t n = r->args.size() == args.size();
                 for (std::size_t i = 0; n && i < args.size(); ++i)
-                    n += fits(args[i], r->args[i], true);
+                    n += fits(args[i], r->args[i], Stretch::Temporaries);
                 if (n > best)
                     list.clear(), best = n;
                 if (n == best)
@@ -701,16 +727,17 @@ private:
                         "; candidates: " + candidates);
     }
 
-    Arg argument(const Operand &op, const Code &code) {
-        switch (op.form) {
-        case Operand::Form::Null: return Arg::null();
-        case Operand::Form::Reference: return Arg::ref(s_.variables.at(op.variable));
-        case Operand::Form::Variable:
-            if (code.kind == Code::Kind::Struct)
-                return Arg::from_variable(s_.variables.at(op.variable));
-            break;
-        default: break;
+    Arg argument(const Operand &op, const Code &code, std::vector<Value> *temporaries) {
+        if (op.form == Operand::Form::Null)
+            return Arg::null();
+        if (op.form == Operand::Form::Reference)  // created here if unset_reference chose its kind
+            return Arg::ref(s_.variables.try_emplace(op.variable, op.value).first->second);
+        if (code.kind == Code::Kind::StructRef) {  // a value for TP(type); a variable stays as it is
+            temporaries->push_back(op.value);
+            return Arg::ref(temporaries->back());
         }
+        if (op.form == Operand::Form::Variable && code.kind == Code::Kind::Struct)
+            return Arg::from_variable(s_.variables.at(op.variable));
         if (op.value.kind == Value::Kind::Int && code.kind == Code::Kind::Float)
             return Arg::of(Value::of_float(static_cast<float>(op.value.as_int())));
         if (op.value.kind == Value::Kind::Int && code.kind == Code::Kind::Double)

@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "plot.h"
 #include "reference.h"
 
 namespace kav::host {
@@ -42,6 +43,9 @@ const char kBanner[] =
 const char kHelp[] =
     "  EXPR              evaluate, e.g. sin(30000) or v = vec2(1, 0.5f)\n"
     "  help NAME         what a function does, its signatures and an example\n"
+    "  plot EXPR[, EXPR...] [FROM:TO]\n"
+    "                    draw EXPR against x from FROM to TO, whose kind x\n"
+    "                    takes (0:360000 ints, -0.5:1.5 doubles, 0.0f:1.0f floats)\n"
     "  vars              the variables set so far\n"
     "  consts [PATTERN]  the module's constants and their values\n"
     "  types [PATTERN]   the struct types and their fields\n"
@@ -50,7 +54,7 @@ const char kHelp[] =
     "$KAVMATH_HISTORY, else ~/.kavmath_history), Ctrl-C drops the line.\n"
     KAV_UNITS_TEXT;
 
-const char *const kCommands[] = {"help", "vars", "consts", "types", "quit", "exit"};
+const char *const kCommands[] = {"help", "plot", "vars", "consts", "types", "quit", "exit"};
 constexpr int kHistorySize = 1000;
 
 // What libedit's callbacks reach through EL_CLIENTDATA.
@@ -187,6 +191,32 @@ void list_named(const Session &s, bool types, const std::string &pattern) {
                     printable(pattern).c_str());
 }
 
+// plot EXPR[, EXPR...] [FROM:TO]: the expressions split at the commas outside
+// parentheses; a last word with a ':' is the range.
+void plot_line(Session &s, const std::string &rest) {
+    PlotRequest r;
+    std::string exprs = rest;
+    const std::size_t blank = rest.find_last_of(" \t");
+    if (rest.find(':', blank == std::string::npos ? 0 : blank) != std::string::npos) {
+        r.x_range = blank == std::string::npos ? rest : rest.substr(blank + 1);
+        exprs = blank == std::string::npos ? "" : rest.substr(0, blank);
+    }
+    int depth = 0;
+    std::string expr;
+    for (char c : exprs + ",") {
+        depth += c == '(' ? 1 : c == ')' ? -1 : 0;
+        if (c != ',' || depth != 0) {
+            expr += c;
+            continue;
+        }
+        expr.erase(0, expr.find_first_not_of(" \t"));
+        if (!expr.empty())
+            r.exprs.push_back(expr);
+        expr.clear();
+    }
+    plot_command(s, r, stdout, stderr);
+}
+
 // The prompt's own words; true if line was one. A word followed by '=' is an
 // assignment to a variable of that name.
 bool command(Session &s, const std::string &line) {
@@ -202,6 +232,8 @@ bool command(Session &s, const std::string &line) {
         if (!print_help(s, rest))
             std::printf("no function %s (kavmath --list %s shows close names)\n",
                         printable(rest).c_str(), printable(rest).c_str());
+    } else if (word == "plot") {
+        plot_line(s, rest);
     } else if (word == "vars" && rest.empty()) {
         for (const auto &[name, value] : s.variables)
             std::printf("%s = %s\n", name.c_str(), format_value(value, false).c_str());

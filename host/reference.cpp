@@ -2,9 +2,15 @@
 // rows the module registers, and each example run through a fresh session.
 #include "reference.h"
 
+#include <sys/stat.h>
+
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
+
+#include "plot.h"
 
 namespace kav::host {
 
@@ -22,9 +28,30 @@ struct Item {
 constexpr Item kItems[] = {
 #define KAV_TOPIC(title, intro) {nullptr, title, intro, "", ""},
 #define KAV_REF(name, what, units, odd, example) {#name, what, units, odd, example},
+#define KAV_PLOT(name, file, caption, words)
 #include "reference.def"
 #undef KAV_TOPIC
 #undef KAV_REF
+#undef KAV_PLOT
+};
+
+// A picture of an entry: kavmath --plot's words, drawn as doc/plots/FILE.svg
+// and by help NAME in the terminal.
+struct Picture {
+    std::string_view name;
+    const char *file;
+    const char *caption;
+    const char *words;
+};
+
+constexpr Picture kPictures[] = {
+#define KAV_TOPIC(title, intro)
+#define KAV_REF(name, what, units, odd, example)
+#define KAV_PLOT(name, file, caption, words) {#name, file, caption, words},
+#include "reference.def"
+#undef KAV_TOPIC
+#undef KAV_REF
+#undef KAV_PLOT
 };
 
 constexpr std::string_view kRowNames[] = {
@@ -60,9 +87,11 @@ constexpr bool is_row_name(std::string_view name) {
 #define KAV_TOPIC(title, intro)
 #define KAV_REF(name, ...) \
     static_assert(is_row_name(#name), "reference.def: " #name " names no script function");
+#define KAV_PLOT(name, ...) static_assert(entries_named(#name) == 1, "reference.def: a picture of " #name " needs its entry");
 #include "reference.def"
 #undef KAV_TOPIC
 #undef KAV_REF
+#undef KAV_PLOT
 
 // NAME's entry, and the topic it stands under in *topic.
 const Item *entry(std::string_view name, const Item **topic = nullptr) {
@@ -91,32 +120,91 @@ std::string wrap(std::string_view text, const std::string &indent) {
     return out + line + "\n";
 }
 
-// The example's lines ("; " between them) as kavmath --echo prints them,
-// each line indented; false if a line failed. The session's variables stay
-// untouched, and the angle unit is the default while the example runs.
-bool run_example(Session &s, std::string_view example, const std::string &indent,
-                 std::string *out) {
+// Runs what(fresh) in a session of its own, with the default angle unit:
+// the caller's variables stay untouched, and its unit comes back after.
+template <class What>
+bool in_fresh_session(Session &s, What what) {
     Session fresh(s.module());
     Outcome unit = fresh.eval("mathlib_get_angleunit()");
     if (unit.ok())
         fresh.eval("mathlib_set_angleunit(0)");
-    bool ok = true;
-    while (!example.empty()) {
-        std::size_t end = example.find("; ");
-        std::string line(example.substr(0, end));
-        example.remove_prefix(end == std::string_view::npos ? example.size() : end + 2);
-        *out += indent + "kav> " + line + "\n";
-        Outcome o = fresh.eval(line);
-        if (o.value.kind != Value::Kind::None)
-            *out += indent + format_value(o.value) + format_raised(o.raised) + "\n";
-        for (const std::string &v : o.violations)
-            *out += indent + "violation: " + v + "\n";
-        if (!o.error.empty())
-            *out += indent + "error: " + o.error + "\n";
-        ok = ok && o.ok();
-    }
+    const bool ok = what(fresh);
     if (unit.ok())
         fresh.eval("mathlib_set_angleunit(" + std::to_string(unit.value.as_int()) + ")");
+    return ok;
+}
+
+// The example's lines ("; " between them) as kavmath --echo prints them,
+// each line indented; false if a line failed.
+bool run_example(Session &s, std::string_view example, const std::string &indent,
+                 std::string *out) {
+    return in_fresh_session(s, [&](Session &fresh) {
+        bool ok = true;
+        while (!example.empty()) {
+            std::size_t end = example.find("; ");
+            std::string line(example.substr(0, end));
+            example.remove_prefix(end == std::string_view::npos ? example.size() : end + 2);
+            *out += indent + "kav> " + line + "\n";
+            Outcome o = fresh.eval(line);
+            if (o.value.kind != Value::Kind::None)
+                *out += indent + format_value(o.value) + format_raised(o.raised) + "\n";
+            for (const std::string &v : o.violations)
+                *out += indent + "violation: " + v + "\n";
+            if (!o.error.empty())
+                *out += indent + "error: " + o.error + "\n";
+            ok = ok && o.ok();
+        }
+        return ok;
+    });
+}
+
+// A picture's plot, sampled in a fresh session; false with *error.
+bool sample_picture(Session &s, const Picture &p, PlotData *d, std::string *error) {
+    PlotRequest r;
+    return parse_plot_words(p.words, &r, error) &&
+           in_fresh_session(s, [&](Session &fresh) { return sample_plot(fresh, r, d, error); });
+}
+
+// How an entry shows its pictures: not at all, drawn in the terminal (help),
+// or as links to the SVG files beside the Markdown, whose texts go to *svgs.
+struct Pictures {
+    enum class Form : uint8_t { None, Terminal, Markdown } form = Form::None;
+    std::vector<std::pair<std::string, std::string>> *svgs = nullptr;  // file, SVG
+};
+
+constexpr int kHelpColumns = 72, kHelpRows = 14;  // help's small plot
+constexpr int kSvgWidth = 560, kSvgHeight = 300;  // the reference's pictures
+
+bool pictures_text(Session &s, std::string_view name, const std::string &indent,
+                   const Pictures &how, std::string *out) {
+    bool ok = true;
+    for (const Picture &p : kPictures) {
+        if (p.name != name || how.form == Pictures::Form::None)
+            continue;
+        PlotData d;
+        std::string error;
+        if (!sample_picture(s, p, &d, &error)) {
+            *out += "\n" + indent + "error: " + error + "\n";
+            ok = false;
+            continue;
+        }
+        const std::string command = std::string("kavmath --plot ") + p.words;
+        if (how.form == Pictures::Form::Markdown) {
+            *out += std::string("\n![") + p.caption + "](plots/" + p.file + ".svg)\n\n" +
+                    wrap(std::string(p.caption) + ": `" + command + "`", "");
+            how.svgs->push_back({p.file, plot_svg(d, kSvgWidth, kSvgHeight)});
+            continue;
+        }
+        int cols = 0, rows = 0;
+        terminal_size(fileno(stdout), &cols, &rows);
+        *out += "\n" + wrap(std::string(p.caption) + ":", indent) + wrap(command, indent + "    ") + "\n";
+        std::string plot = plot_text(d, std::min(cols - static_cast<int>(indent.size()), kHelpColumns), kHelpRows, terminal_style(fileno(stdout)));
+        for (std::size_t at = 0; at < plot.size();) {
+            const std::size_t end = plot.find('\n', at);
+            *out += (end == at ? "" : indent) + plot.substr(at, end + 1 - at);
+            at = end + 1;
+        }
+    }
     return ok;
 }
 
@@ -128,16 +216,18 @@ std::string signatures(const Module &m, const std::string &name, const std::stri
 }
 
 // An entry as help and the reference show it: prose indented by indent,
-// signatures and the example's lines by four more blanks. False if the
-// example failed.
-bool entry_text(Session &s, const Item &e, const std::string &indent, std::string *out) {
+// signatures and the example's lines by four more blanks, then the
+// pictures. False if the example or a picture failed.
+bool entry_text(Session &s, const Item &e, const std::string &indent, const Pictures &how,
+                std::string *out) {
     *out += wrap(e.what, indent);
     if (*e.units)
         *out += "\n" + wrap(std::string("Units: ") + e.units, indent);
     if (*e.odd)
         *out += "\n" + wrap(std::string("Note: ") + e.odd, indent);
     *out += "\n" + signatures(s.module(), e.name, indent + "    ") + "\n" + indent + "Example:\n\n";
-    return run_example(s, e.example, indent + "    ", out);
+    const bool ok = run_example(s, e.example, indent + "    ", out);
+    return pictures_text(s, e.name, indent, how, out) && ok;
 }
 
 // A heading's anchor as Markdown renderers make it: "sin", "the-angle-unit".
@@ -191,20 +281,24 @@ bool print_help(Session &s, const std::string &name) {
     const Item *e = entry(name, &topic);
     std::string out = name + (e ? " (" + std::string(topic->what) + ")" : "") + "\n\n";
     if (e)
-        entry_text(s, *e, "  ", &out);
+        entry_text(s, *e, "  ", {Pictures::Form::Terminal}, &out);
     else
         out += signatures(m, name, "    ");
     std::fputs(out.c_str(), stdout);
     return true;
 }
 
-bool print_reference(Session &s) {
+namespace {
+
+// The whole reference as Markdown; the pictures' SVG texts go to *svgs.
+bool reference_text(Session &s, std::string *text,
+                    std::vector<std::pair<std::string, std::string>> *svgs) {
     const Module &m = s.module();
     bool ok = true;
     std::string out =
         "# kavmath function reference\n\n"
         "<!-- Generated by kavmath --reference from host/reference.def and the module's rows; "
-        "regenerate: build/default/host/kavmath --reference > doc/reference.md -->\n\n";
+        "regenerate with its pictures: build/default/host/kavmath --reference --out doc -->\n\n";
     out += wrap(kIntroduction, "") + "\n## Units\n\n" + KAV_UNITS_TEXT + "\n## Signatures\n\n";
     out += wrap(kCodes, "") + "\n" + kCodeTable + "\n" + wrap(kCodeNotes, "");
     out += "\n## Types and constants\n\n";
@@ -228,7 +322,7 @@ bool print_reference(Session &s) {
         }
         contents += std::string(" [") + i.name + "](#" + anchor(i.name) + ")";
         body += std::string("\n### ") + i.name + "\n\n";
-        ok = entry_text(s, i, "", &body) && ok;
+        ok = entry_text(s, i, "", {Pictures::Form::Markdown, svgs}, &body) && ok;
     }
     out += "\n## Contents\n\n" + contents + "\n" + body;
     std::string last;
@@ -237,7 +331,39 @@ bool print_reference(Session &s) {
             std::fprintf(stderr, "kavmath: %s has no reference entry\n", r.name.c_str());
             ok = false;
         }
-    std::fputs(out.c_str(), stdout);
+    *text = std::move(out);
+    return ok;
+}
+
+}  // namespace
+
+bool print_reference(Session &s) {
+    std::string text;
+    std::vector<std::pair<std::string, std::string>> svgs;
+    const bool ok = reference_text(s, &text, &svgs);
+    std::fputs(text.c_str(), stdout);
+    return ok;
+}
+
+bool write_reference(Session &s, const std::string &dir) {
+    std::string text, error;
+    std::vector<std::pair<std::string, std::string>> svgs;
+    if (!reference_text(s, &text, &svgs))
+        return false;
+    const std::string plots = dir + "/plots";
+    mkdir(dir.c_str(), 0777);  // an existing folder is fine; a failure shows below
+    if (mkdir(plots.c_str(), 0777) != 0 && errno != EEXIST) {
+        std::fprintf(stderr, "kavmath: cannot make %s: %s\n", plots.c_str(), std::strerror(errno));
+        return false;
+    }
+    bool ok = true;
+    for (const auto &[file, svg] : svgs)
+        ok = (write_file(plots + "/" + file + ".svg", svg, &error) ||
+              std::fprintf(stderr, "kavmath: %s\n", error.c_str()) < 0) && ok;
+    if (!write_file(dir + "/reference.md", text, &error)) {
+        std::fprintf(stderr, "kavmath: %s\n", error.c_str());
+        return false;
+    }
     return ok;
 }
 

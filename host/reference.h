@@ -20,12 +20,16 @@
 namespace kav::host {
 
 // Prints NAME's reference entry: its signatures, what it does, its units and
-// oddities, and its example with the results computed now. False (and
+// oddities, its example with the results computed now, and its pictures
+// drawn in the terminal. False (and
 // nothing printed) if no function has that name.
 bool print_help(Session &s, const std::string &name);
 
 // Prints the whole reference as Markdown. False if an example failed or a
 // function of the module has no entry.
 bool print_reference(Session &s);
+// Writes the reference to DIR/reference.md and its pictures to
+// DIR/plots/*.svg. False (after saying why) if anything failed.
+bool write_reference(Session &s, const std::string &dir);
 
 }  // namespace kav::host

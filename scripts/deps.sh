@@ -5,7 +5,7 @@ set -euo pipefail
 
 kav_deps() {
   local need=(cmake make g++ gcc-multilib g++-multilib googletest binutils dpkg-dev pkg-config file
-              libedit-dev python3 "$@")
+              libedit-dev python3 librsvg2-bin "$@")
   local missing=() p
   for p in "${need[@]}"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'ok installed' || missing+=("$p")

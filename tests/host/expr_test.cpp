@@ -64,6 +64,21 @@ TEST(Overloads, ExactThenLiteralPromotion) {
     EXPECT_EQ(eval(s, "swap(&v)"), "error: unknown variable 'v': assign it first; swap takes TP(vec2) there");
 }
 
+// What people type: a struct value for TP(type) goes through a temporary, and
+// &e for IP, FP or DP creates e once the row is known.
+TEST(Overloads, TemporariesAndCreatedReferences) {
+    Session s(testmod());
+    EXPECT_EQ(eval(s, "swap(vec2(1, 2))"), "1");
+    EXPECT_EQ(eval(s, "v = vec2(1, 2)"), "vec2(1.0, 2.0)");
+    EXPECT_EQ(eval(s, "swap(v)"), "1");
+    EXPECT_EQ(eval(s, "v"), "vec2(1.0, 2.0)");  // only &v is written
+    EXPECT_EQ(eval(s, "frexp(8.0f, &e)"), "0.5f");
+    EXPECT_EQ(eval(s, "e"), "4");
+    EXPECT_EQ(eval(s, "frexp(v, &n)"),
+              "error: unknown variable 'n': assign it first (no frexp row fits these arguments)");
+    EXPECT_EQ(eval(s, "n"), "error: unknown name 'n' (did you mean e, v?)");
+}
+
 TEST(Expressions, LiteralsConstantsAndStructs) {
     Session s(testmod());
     EXPECT_EQ(eval(s, "-2147483648"), "-2147483648");

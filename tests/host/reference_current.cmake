@@ -1,19 +1,32 @@
-# Fails when the committed reference DOC differs from what KAVMATH (started
-# through EMULATOR, '|'-separated, may be empty) prints for the module LIB,
-# leaving what it printed in OUT; or when README.md or host/kavmath.1 under
-# SOURCE words the units otherwise than the reference.
+# Fails when the committed reference DOC or its pictures (doc/plots/*.svg
+# under SOURCE) differ from what KAVMATH (started through EMULATOR,
+# '|'-separated, may be empty) writes for the module LIB into OUT; when
+# README.md or host/kavmath.1 under SOURCE words the units otherwise than the
+# reference; or when README.md's plot is not what kavmath draws.
 string(REPLACE "|" ";" emulator "${EMULATOR}")
-execute_process(COMMAND ${emulator} ${KAVMATH} --lib ${LIB} --reference
-                RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-file(WRITE ${OUT} "${out}")
-file(READ ${DOC} doc)
+set(regenerate "regenerate them with\n  build/default/host/kavmath --reference --out doc")
+file(REMOVE_RECURSE ${OUT})
+file(MAKE_DIRECTORY ${OUT})
+execute_process(COMMAND ${emulator} ${KAVMATH} --lib ${LIB} --reference --out ${OUT}
+                RESULT_VARIABLE rc ERROR_VARIABLE err)
 if(NOT rc EQUAL 0)
-  message(FATAL_ERROR "kavmath --reference failed with status ${rc}:\n${err}")
+  message(FATAL_ERROR "kavmath --reference --out failed with status ${rc}:\n${err}")
 endif()
-if(NOT out STREQUAL doc)
-  message(FATAL_ERROR "${DOC} differs from what kavmath prints (${OUT}); regenerate it with\n"
-                      "  build/default/host/kavmath --reference > doc/reference.md")
-endif()
+file(GLOB made RELATIVE ${OUT} ${OUT}/reference.md ${OUT}/plots/*.svg)
+file(GLOB kept RELATIVE ${SOURCE}/doc ${SOURCE}/doc/reference.md ${SOURCE}/doc/plots/*.svg)
+foreach(file IN LISTS made kept)
+  set(out "")
+  set(doc "")
+  if(EXISTS ${OUT}/${file} AND EXISTS ${SOURCE}/doc/${file})
+    file(READ ${OUT}/${file} out)
+    file(READ ${SOURCE}/doc/${file} doc)
+  endif()
+  if(NOT EXISTS ${OUT}/${file} OR NOT EXISTS ${SOURCE}/doc/${file} OR NOT out STREQUAL doc)
+    message(FATAL_ERROR "doc/${file} differs from what kavmath writes (${OUT}/${file}); ${regenerate}\n"
+                        "(and delete the pictures it no longer writes)")
+  endif()
+endforeach()
+file(READ ${OUT}/reference.md out)
 string(REGEX MATCH "## Units\n\n([^#]*)" units "${out}")
 string(REGEX REPLACE "[ \n]+" " " units "${CMAKE_MATCH_1}")
 string(STRIP "${units}" units)
@@ -25,3 +38,13 @@ foreach(file README.md host/kavmath.1)
     message(FATAL_ERROR "${file} does not word the units as the reference does:\n${units}")
   endif()
 endforeach()
+execute_process(COMMAND ${CMAKE_COMMAND} -E env LC_ALL=C.UTF-8 ${emulator} ${KAVMATH} --lib ${LIB}
+                        --plot "smoothstep(0.0, 1.0, x)" --x -0.5:1.5 --size 64x14
+                OUTPUT_VARIABLE plot)
+string(REGEX REPLACE "\n$" "" plot "${plot}")
+string(REGEX REPLACE "\n" "\n    " plot "    ${plot}")
+file(READ ${SOURCE}/README.md readme)
+string(FIND "${readme}" "${plot}" at)
+if(at EQUAL -1)
+  message(FATAL_ERROR "README.md does not show the plot kavmath draws now:\n${plot}")
+endif()

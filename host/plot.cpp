@@ -381,7 +381,10 @@ std::string plot_csv(const PlotData &d) {
             for (const PlotPoint &p : d.ys[e])
                 v = v ? v : p.value.kind == Value::Kind::None ? nullptr : &p.value;
             const bool named = v->kind == Value::Kind::Struct;
-            out += "," + csv_field(d.labels[e] + (named ? "." + element_name(*v->type, c) : ""));
+            std::string label = d.labels[e];
+            if (named)
+                label.append(".").append(element_name(*v->type, c));
+            out.append(",").append(csv_field(label));
         }
     }
     out += ",note\n";
@@ -391,8 +394,11 @@ std::string plot_csv(const PlotData &d) {
         for (std::size_t e = 0; e < d.labels.size(); ++e) {
             const PlotPoint &p = d.ys[e][i];
             const std::size_t n = components(d.ys[e]);
-            for (std::size_t c = 0; c < n; ++c)
-                out += "," + (p.value.kind == Value::Kind::None ? "" : format_value(element_value(p.value, c)));
+            for (std::size_t c = 0; c < n; ++c) {
+                out += ',';
+                if (p.value.kind != Value::Kind::None)
+                    out += format_value(element_value(p.value, c));
+            }
             if (!p.raised.empty() || !p.error.empty())
                 note += (note.empty() ? "" : "; ") + d.labels[e] +
                         (p.error.empty() ? format_raised(p.raised) : ": " + p.error);

@@ -114,7 +114,9 @@ std::string wrap(std::string_view text, const std::string &indent) {
             out += line + "\n";
             line = indent;
         }
-        line += (line.size() > indent.size() ? " " : "") + std::string(word);
+        if (line.size() > indent.size())
+            line += ' ';
+        line += word;
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
     return out + line + "\n";
@@ -197,7 +199,8 @@ bool pictures_text(Session &s, std::string_view name, const std::string &indent,
         }
         int cols = 0, rows = 0;
         terminal_size(fileno(stdout), &cols, &rows);
-        *out += "\n" + wrap(std::string(p.caption) + ":", indent) + wrap(command, indent + "    ") + "\n";
+        out->append("\n").append(wrap(std::string(p.caption) + ":", indent));
+        out->append(wrap(command, indent + "    ")).append("\n");
         std::string plot = plot_text(d, std::min(cols - static_cast<int>(indent.size()), kHelpColumns), kHelpRows, terminal_style(fileno(stdout)));
         for (std::size_t at = 0; at < plot.size();) {
             const std::size_t end = plot.find('\n', at);
@@ -222,10 +225,11 @@ bool entry_text(Session &s, const Item &e, const std::string &indent, const Pict
                 std::string *out) {
     *out += wrap(e.what, indent);
     if (*e.units)
-        *out += "\n" + wrap(std::string("Units: ") + e.units, indent);
+        out->append("\n").append(wrap(std::string("Units: ") + e.units, indent));
     if (*e.odd)
-        *out += "\n" + wrap(std::string("Note: ") + e.odd, indent);
-    *out += "\n" + signatures(s.module(), e.name, indent + "    ") + "\n" + indent + "Example:\n\n";
+        out->append("\n").append(wrap(std::string("Note: ") + e.odd, indent));
+    out->append("\n").append(signatures(s.module(), e.name, indent + "    "));
+    out->append("\n").append(indent).append("Example:\n\n");
     const bool ok = run_example(s, e.example, indent + "    ", out);
     return pictures_text(s, e.name, indent, how, out) && ok;
 }
@@ -305,7 +309,7 @@ bool reference_text(Session &s, std::string *text,
     for (const TypePtr &t : m.types()) {
         out += "- `" + t->name + "`:";
         for (const Field &f : t->fields)
-            out += " " + field_text(f) + ";";
+            out.append(" ").append(field_text(f)).append(";");
         out.back() = '\n';
     }
     out += "\n";

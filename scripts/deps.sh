@@ -3,21 +3,42 @@
 # machine lacks. Sourced by the other scripts; safe to run again.
 set -euo pipefail
 
-kav_deps() {
-  local need=(cmake make g++ gcc-multilib g++-multilib googletest binutils dpkg-dev pkg-config file
-              libedit-dev python3 librsvg2-bin "$@")
+# Installs those of the given packages that are missing. KAV_SUDO=-n makes
+# sudo non-interactive (for a build's configure step, which cannot ask).
+kav_install() {
   local missing=() p
-  for p in "${need[@]}"; do
+  for p in "$@"; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'ok installed' || missing+=("$p")
   done
   ((${#missing[@]} == 0)) && return 0
   echo "installing: ${missing[*]}"
   local sudo=()
-  [[ $(id -u) -ne 0 ]] && sudo=(sudo)
+  [[ $(id -u) -ne 0 ]] && sudo=(sudo ${KAV_SUDO:-})
   # A list that fails to download (a mirror mid-sync) need not stop the install.
   "${sudo[@]}" apt-get update -qq || echo "apt-get update failed for some lists; installing from those there are"
   DEBIAN_FRONTEND=noninteractive "${sudo[@]}" apt-get install -y -qq --no-install-recommends \
     "${missing[@]}" >/dev/null
+}
+
+# Everything the presets, the tests and the scripts use, and the packages given.
+kav_deps() {
+  kav_install cmake make g++ gcc-multilib g++-multilib googletest binutils dpkg-dev pkg-config file \
+    libedit-dev python3 librsvg2-bin "$@"
+}
+
+# What a plain CMake build needs beyond its compiler: libedit for kavmath, and
+# with "tests" GoogleTest's sources, with "i386" the multilib compilers and
+# the i386 libedit. Called by the configure step (cmake/Dependencies.cmake).
+kav_build_deps() {
+  local need=(libedit-dev) i386=0 w
+  for w in "$@"; do
+    case $w in
+      tests) need+=(googletest) ;;
+      i386) need+=(gcc-multilib g++-multilib) i386=1 ;;
+    esac
+  done
+  kav_install "${need[@]}"
+  if ((i386)); then kav_add_i386 && kav_install libedit2:i386; fi
 }
 
 # Succeeds when this machine executes 32-bit x86 programs (some kernels refuse
@@ -31,17 +52,21 @@ kav_runs_i386() {
   return $rc
 }
 
+# Adds the i386 architecture to dpkg, once.
+kav_add_i386() {
+  dpkg --print-foreign-architectures | grep -qx i386 && return 0
+  local sudo=()
+  [[ $(id -u) -ne 0 ]] && sudo=(sudo ${KAV_SUDO:-})
+  echo "adding the i386 architecture to dpkg"
+  "${sudo[@]}" dpkg --add-architecture i386
+}
+
 # What the i386 preset needs beyond the multilib compilers: the i386 libedit
-# for kavmath's prompt (the i386 architecture is added to dpkg once), and
-# qemu-user when the i386 tests will run emulated: the machine cannot execute
-# 32-bit programs, or KAV_EMULATE_I386 (set and not 0) asks for it.
+# for kavmath's prompt, and qemu-user when the i386 tests will run emulated:
+# the machine cannot execute 32-bit programs, or KAV_EMULATE_I386 (set and
+# not 0) asks for it.
 kav_i386_deps() {
-  if ! dpkg --print-foreign-architectures | grep -qx i386; then
-    local sudo=()
-    [[ $(id -u) -ne 0 ]] && sudo=(sudo)
-    echo "adding the i386 architecture to dpkg"
-    "${sudo[@]}" dpkg --add-architecture i386
-  fi
+  kav_add_i386
   kav_deps libedit2:i386
   if [[ ${KAV_EMULATE_I386:-0} != 0 ]] || ! kav_runs_i386; then kav_deps qemu-user; fi
 }
@@ -64,4 +89,6 @@ kav_fuzz() {
     "$corpus" "$seeds"
 }
 
-if [[ "${BASH_SOURCE[0]}" == "$0" ]]; then kav_deps "$@"; fi
+if [[ "${BASH_SOURCE[0]}" == "$0" ]]; then
+  if [[ ${1:-} == --build ]]; then shift; kav_build_deps "$@"; else kav_deps "$@"; fi
+fi

@@ -13,6 +13,13 @@ using namespace kav::geometry;
 template <class T>
 using point = vec<T, 2>;
 
+// A box argument's edges, read where the host holds it once every argument
+// is popped (see in_place).
+template <class T>
+box<T> edges(in_place<box<T>> a) {
+    return {a[0], a[1], a[2], a[3]};
+}
+
 // Arguments l, b, r, t.
 template <class T>
 void new_form() {
@@ -27,8 +34,8 @@ void new_form() {
 // Two corners, not sorted: (l, b) from the first, (r, t) from the second.
 template <class T>
 void corners_form() {
-    const point<T> q = pop<point<T>>();
-    const point<T> p = pop<point<T>>();
+    const auto q = take<point<T>>();
+    const auto p = take<point<T>>();
     ret(box<T>{p[0], p[1], q[0], q[1]});
 }
 
@@ -51,13 +58,13 @@ void centre_form() {
 template <class T>
 void centre_vector_form() {
     const W<T> h = pop<T>();
-    const point<T> c = pop<point<T>>();
+    const auto c = take<point<T>>();
     ret(square<T>(at(c, 0), at(c, 1), h));
 }
 
 // Edges are inclusive; a comparison with a NaN fails, so the answer is 0.
 template <class T>
-bool contains(const box<T> &a, const point<T> &p) {
+bool contains(const box<T> &a, in_place<point<T>> p) {
     return a.l <= p[0] && p[0] <= a.r && a.b <= p[1] && p[1] <= a.t;
 }
 
@@ -75,23 +82,23 @@ bool intersects(const box<T> &a, const box<T> &b) {
 // Arguments A and a point or box, popped last first; the answer 1 or 0.
 template <class T>
 void contains_point_form() {
-    const point<T> p = pop<point<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(int32_t{contains(a, p)});
+    const auto p = take<point<T>>();
+    const auto a = take<box<T>>();
+    ret(int32_t{contains(edges(a), p)});
 }
 
 template <class T>
 void contains_box_form() {
-    const box<T> b = pop<box<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(int32_t{contains(a, b)});
+    const auto b = take<box<T>>();
+    const auto a = take<box<T>>();
+    ret(int32_t{contains(edges(a), edges(b))});
 }
 
 template <class T>
 void intersects_form() {
-    const box<T> b = pop<box<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(int32_t{intersects(a, b)});
+    const auto b = take<box<T>>();
+    const auto a = take<box<T>>();
+    ret(int32_t{intersects(edges(a), edges(b))});
 }
 
 // Growing and merging keep the smaller value on all four edges: the right
@@ -103,16 +110,17 @@ box<T> smaller_edges(const box<T> &a, T l, T b, T r, T t) {
 
 template <class T>
 void expand_form() {
-    const point<T> p = pop<point<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(smaller_edges(a, p[0], p[1], p[0], p[1]));
+    const auto p = take<point<T>>();
+    const auto a = take<box<T>>();
+    ret(smaller_edges(edges(a), p[0], p[1], p[0], p[1]));
 }
 
 template <class T>
 void merge_form() {
-    const box<T> b = pop<box<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(smaller_edges(a, b.l, b.b, b.r, b.t));
+    const auto pb = take<box<T>>();
+    const auto a = take<box<T>>();
+    const box<T> b = edges(pb);
+    ret(smaller_edges(edges(a), b.l, b.b, b.r, b.t));
 }
 
 // Width times height, signed.
@@ -123,15 +131,15 @@ T area(T l, T b, T r, T t) {
 
 template <class T>
 void area_form() {
-    const box<T> a = pop<box<T>>();
+    const box<T> a = edges(take<box<T>>());
     ret(area(a.l, a.b, a.r, a.t));
 }
 
 // The box enclosing both; unlike bbox_merge this takes the maxima.
 template <class T>
 void enclosing_area_form() {
-    const box<T> b = pop<box<T>>();
-    const box<T> a = pop<box<T>>();
+    const auto pb = take<box<T>>();
+    const box<T> a = edges(take<box<T>>()), b = edges(pb);
     ret(area(lesser(a.l, b.l), lesser(a.b, b.b), greater(a.r, b.r), greater(a.t, b.t)));
 }
 
@@ -158,7 +166,7 @@ struct Crossing {
 };
 
 template <class T>
-Crossing crossing(const box<T> &a, const point<T> &p, const point<T> &q) {
+Crossing crossing(const box<T> &a, in_place<point<T>> p, in_place<point<T>> q) {
     const Slab x = slab(a.l, a.r, p[0], q[0]);
     const Slab y = slab(a.b, a.t, p[1], q[1]);
     if (x.max < y.min || y.max < x.min)
@@ -171,10 +179,10 @@ Crossing crossing(const box<T> &a, const point<T> &p, const point<T> &q) {
 // Arguments A, p, q.
 template <class T>
 Crossing pop_crossing() {
-    const point<T> q = pop<point<T>>();
-    const point<T> p = pop<point<T>>();
-    const box<T> a = pop<box<T>>();
-    return crossing(a, p, q);
+    const auto q = take<point<T>>();
+    const auto p = take<point<T>>();
+    const auto a = take<box<T>>();
+    return crossing(edges(a), p, q);
 }
 
 // A segment that starts inside answers 0; a miss answers +inf.

@@ -13,6 +13,8 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <utility>
 
 #include "frame/componentwise.h"
 
@@ -65,9 +67,49 @@ inline double root(double x) { return std::sqrt(x); }
 template <class V>
 inline constexpr int count = components<V>::count;
 
+// A vector or box argument read where the host holds it. The host keeps its
+// arguments until the call returns, so the components are read when they are
+// used, after the last pop, rather than copied out before the next pop: the
+// copy cost a store and a reload of every component, and a reload that spans
+// two stores does not forward. Component i of a box is l, b, r, t in order.
+template <class V>
+struct element {
+    using type = component_t<V>;
+};
+template <class T>
+struct element<box<T>> {
+    using type = T;
+};
+
+template <class V>
+struct in_place {
+    using E = typename element<V>::type;
+    const unsigned char *p;
+    E operator[](int i) const {
+        E x;
+        std::memcpy(&x, p + i * sizeof x, sizeof x);
+        return x;
+    }
+};
+
+// The next argument: a scalar by value, a vector or box in place.
+template <class V>
+auto take() {
+    if constexpr (std::is_arithmetic_v<V>)
+        return pop<V>();
+    else
+        return in_place<V>{static_cast<const unsigned char *>(slot<KavPopStruct>(KAV_RT_POP_STRUCT)())};
+}
+
+// An argument handed back as the result: its bytes where the host holds them.
+template <class V>
+void ret(const in_place<V> &v) {
+    slot<KavRetStruct>(KAV_RT_RET_STRUCT)(v.p, static_cast<int32_t>(sizeof(V)));
+}
+
 // Component i of V, carried: a scalar is its own one component.
 template <class V>
-W<V> at(const V &v, int i) {
+inline W<V> at(const V &v, int i) {
     if constexpr (is_scalar<V>) {
         (void)i;
         return W<V>(v);
@@ -75,23 +117,33 @@ W<V> at(const V &v, int i) {
         return W<V>(v[i]);
     }
 }
+template <class V>
+inline W<V> at(in_place<V> v, int i) {
+    return W<V>(v[i]);
+}
+
+// f(0), f(1), ... as a pack, written out in line: a loop over the few
+// components is not always unrolled, and then keeps its values in memory.
+template <class V, class F>
+inline decltype(auto) unrolled(const F &f) {
+    return [&]<int... I>(std::integer_sequence<int, I...>) -> decltype(auto) {
+        return f(std::integral_constant<int, I>{}...);
+    }(std::make_integer_sequence<int, count<V>>{});
+}
 
 // A V whose component i is f(i), rounded once.
 template <class V, class F>
-V build(const F &f) {
-    V v{};
-    for (int i = 0; i < count<V>; ++i)
-        components<V>::at(v, i) = settle<C<V>>(f(i));
-    return v;
+inline V build(const F &f) {
+    if constexpr (is_scalar<V>)
+        return settle<V>(f(0));
+    else
+        return unrolled<V>([&](auto... i) { return V{{settle<C<V>>(f(i))...}}; });
 }
 
 // f(0) + f(1) + ... in component order.
 template <class V, class F>
-W<V> sum(const F &f) {
-    W<V> s = f(0);
-    for (int i = 1; i < count<V>; ++i)
-        s = s + f(i);
-    return s;
+inline W<V> sum(const F &f) {
+    return unrolled<V>([&](auto... i) { return (... + W<V>(f(i))); });
 }
 
 // The smaller and the larger of two values; when they are unordered (a NaN)

@@ -15,33 +15,34 @@ using namespace kav::geometry;
 // last component.
 template <class V>
 void new_form() {
-    V v{};
-    for (int i = count<V> - 1; i >= 0; --i)
-        v[i] = pop<C<V>>();
+    V v;
+    unrolled<V>([&](auto... i) { ((v[count<V> - 1 - i] = pop<C<V>>()), ...); });
     ret(v);
 }
 
-// An arithmetic operation on components, carried in their arithmetic (ints
-// wrap).
-template <class Op>
-struct Carried {
-    template <class... T>
-    auto operator()(T... x) const { return Op{}(carried_t<T>(x)...); }
-};
+// op on each component of a, carried in its arithmetic (ints wrap), with
+// the one more argument b when there is one: the component of b of the same
+// place, or the scalar b itself.
+template <class V, class B = V, class Op>
+void componentwise_form(const Op &op) {
+    if constexpr (std::is_same_v<B, void>) {
+        const auto a = take<V>();
+        ret(build<V>([&](int i) { return op(at(a, i)); }));
+    } else {
+        const auto b = take<B>();
+        const auto a = take<V>();
+        ret(build<V>([&](int i) { return op(at(a, i), at(b, i)); }));
+    }
+}
 
 // 1 when every pair of components passes the test, tested in the order x, y,
 // z, w up to the first that fails. A NaN fails every ordered test and the
 // equality, and passes "differs".
 template <class V, class Test>
 void comparison_form(const Test &test) {
-    const V b = pop<V>();
-    const V a = pop<V>();
-    for (int i = 0; i < count<V>; ++i)
-        if (!test(a[i], b[i])) {
-            ret(int32_t{0});
-            return;
-        }
-    ret(int32_t{1});
+    const auto b = take<V>();
+    const auto a = take<V>();
+    ret(int32_t{unrolled<V>([&](auto... i) { return (test(a[i], b[i]) && ...); })});
 }
 
 // vec_ne answers 1 only when every component differs, so it is not the
@@ -56,8 +57,8 @@ struct Differs {
 template <class V>
 void near_form() {
     const W<V> r = pop<C<V>>();
-    const V b = pop<V>();
-    const V a = pop<V>();
+    const auto b = take<V>();
+    const auto a = take<V>();
     const W<V> dx = at(a, 0) - at(b, 0);
     const W<V> dy = at(b, 0) - at(b, 1);
     ret(int32_t{r * r > dx * dx + dy * dy});
@@ -67,7 +68,7 @@ void near_form() {
 // (a.y, -a.x).
 template <class V>
 void perp_form(bool clockwise) {
-    const V a = pop<V>();
+    const auto a = take<V>();
     const W<V> turned[2] = {-at(a, 1), at(a, 0)};
     ret(build<V>([&](int c) { return clockwise ? -turned[c] : turned[c]; }));
 }
@@ -86,8 +87,8 @@ carried_t<T> quotient(carried_t<T> n, carried_t<T> d) {
 
 template <class V>
 void project_form() {
-    const V b = pop<V>();
-    const V a = pop<V>();
+    const auto b = take<V>();
+    const auto a = take<V>();
     const W<V> k = quotient<C<V>>(at(a, 0) * at(b, 0) + at(a, 1) * at(b, 1),
                                   at(b, 0) * at(b, 0) + at(b, 1) * at(b, 1));
     ret(build<V>([&](int c) { return at(b, c) * k; }));
@@ -97,8 +98,8 @@ void project_form() {
 // and the int forms are not scaled.
 template <class V>
 void rotate_form(bool conjugate) {
-    const V b = pop<V>();
-    const V a = pop<V>();
+    const auto b = take<V>();
+    const auto a = take<V>();
     const W<V> bx = at(b, 0), by = conjugate ? -at(b, 1) : at(b, 1);
     ret(build<V>([&](int c) {
         return c == 0 ? at(a, 0) * bx - at(a, 1) * by : at(a, 0) * by + at(a, 1) * bx;
@@ -108,7 +109,7 @@ void rotate_form(bool conjugate) {
 // Radians whatever the angle unit, in the argument's precision.
 template <class T>
 void toangle_form() {
-    const vec<T, 2> a = pop<vec<T, 2>>();
+    const auto a = take<vec<T, 2>>();
     ret(strict<T>(std::atan2(a[1], a[0])));
 }
 
@@ -128,15 +129,26 @@ void forangle_form() {
 KAV_FLOAT_VECTOR_ROUTINES(new, new_form)
 KAV_INT_VECTOR_ROUTINES(new, new_form)
 KAV_DOUBLE_VECTOR_ROUTINES(new, new_form)
-KAV_VECTOR_ROUTINES(add, kav::binary, Carried<std::plus<>>{})
-KAV_VECTOR_ROUTINES(sub, kav::binary, Carried<std::minus<>>{})
-KAV_VECTOR_ROUTINES(neg, kav::unary, Carried<std::negate<>>{})
+KAV_VECTOR_ROUTINES(add, componentwise_form, std::plus<>{})
+KAV_VECTOR_ROUTINES(sub, componentwise_form, std::minus<>{})
+
+// vec_neg: one argument.
+#define KAV_NEG_ROUTINE(type)                                          \
+    KAV_ROUTINE(KAV_##type##_neg) { componentwise_form<kav::type, void>(std::negate<>{}); }
+KAV_NEG_ROUTINE(vec2)
+KAV_NEG_ROUTINE(vec3)
+KAV_NEG_ROUTINE(vec4)
+KAV_NEG_ROUTINE(ivec2)
+KAV_NEG_ROUTINE(ivec3)
+KAV_NEG_ROUTINE(ivec4)
+KAV_NEG_ROUTINE(dvec2)
+KAV_NEG_ROUTINE(dvec3)
+KAV_NEG_ROUTINE(dvec4)
 
 // vec_mul: every component times the one scalar.
 #define KAV_MUL_ROUTINE(type, S)                                       \
     KAV_ROUTINE(KAV_##type##_mul##S) {                                 \
-        kav::binary<kav::type, kav::component_t<kav::type>>(           \
-            Carried<std::multiplies<>>{});                             \
+        componentwise_form<kav::type, kav::component_t<kav::type>>(std::multiplies<>{}); \
     }
 KAV_MUL_ROUTINE(vec2, F)
 KAV_MUL_ROUTINE(vec3, F)

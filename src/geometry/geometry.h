@@ -67,11 +67,7 @@ inline double root(double x) { return std::sqrt(x); }
 template <class V>
 inline constexpr int count = components<V>::count;
 
-// A vector or box argument read where the host holds it. The host keeps its
-// arguments until the call returns, so the components are read when they are
-// used, after the last pop, rather than copied out before the next pop: the
-// copy cost a store and a reload of every component, and a reload that spans
-// two stores does not forward. Component i of a box is l, b, r, t in order.
+// The type of one component of a vector, or of one edge of a box.
 template <class V>
 struct element {
     using type = component_t<V>;
@@ -81,6 +77,11 @@ struct element<box<T>> {
     using type = T;
 };
 
+// A vector or box argument read where the host holds it. The host keeps its
+// arguments until the call returns, so the components are read when they are
+// used, after the last pop, rather than copied out before the next pop: the
+// copy cost a store and a reload of every component, and a reload that spans
+// two stores does not forward. Component i of a box is l, b, r, t in order.
 template <class V>
 struct in_place {
     using E = typename element<V>::type;

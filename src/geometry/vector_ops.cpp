@@ -20,19 +20,20 @@ void new_form() {
     ret(v);
 }
 
-// op on each component of a, carried in its arithmetic (ints wrap), with
-// the one more argument b when there is one: the component of b of the same
-// place, or the scalar b itself.
+// op on each component of a, carried in its arithmetic (ints wrap).
+template <class V, class Op>
+void unary_form(const Op &op) {
+    const auto a = take<V>();
+    ret(build<V>([&](int i) { return op(at(a, i)); }));
+}
+
+// op on each component of a with the component of b of the same place, or
+// with the scalar b itself.
 template <class V, class B = V, class Op>
-void componentwise_form(const Op &op) {
-    if constexpr (std::is_same_v<B, void>) {
-        const auto a = take<V>();
-        ret(build<V>([&](int i) { return op(at(a, i)); }));
-    } else {
-        const auto b = take<B>();
-        const auto a = take<V>();
-        ret(build<V>([&](int i) { return op(at(a, i), at(b, i)); }));
-    }
+void binary_form(const Op &op) {
+    const auto b = take<B>();
+    const auto a = take<V>();
+    ret(build<V>([&](int i) { return op(at(a, i), at(b, i)); }));
 }
 
 // 1 when every pair of components passes the test, tested in the order x, y,
@@ -129,26 +130,14 @@ void forangle_form() {
 KAV_FLOAT_VECTOR_ROUTINES(new, new_form)
 KAV_INT_VECTOR_ROUTINES(new, new_form)
 KAV_DOUBLE_VECTOR_ROUTINES(new, new_form)
-KAV_VECTOR_ROUTINES(add, componentwise_form, std::plus<>{})
-KAV_VECTOR_ROUTINES(sub, componentwise_form, std::minus<>{})
-
-// vec_neg: one argument.
-#define KAV_NEG_ROUTINE(type)                                          \
-    KAV_ROUTINE(KAV_##type##_neg) { componentwise_form<kav::type, void>(std::negate<>{}); }
-KAV_NEG_ROUTINE(vec2)
-KAV_NEG_ROUTINE(vec3)
-KAV_NEG_ROUTINE(vec4)
-KAV_NEG_ROUTINE(ivec2)
-KAV_NEG_ROUTINE(ivec3)
-KAV_NEG_ROUTINE(ivec4)
-KAV_NEG_ROUTINE(dvec2)
-KAV_NEG_ROUTINE(dvec3)
-KAV_NEG_ROUTINE(dvec4)
+KAV_VECTOR_ROUTINES(add, binary_form, std::plus<>{})
+KAV_VECTOR_ROUTINES(sub, binary_form, std::minus<>{})
+KAV_VECTOR_ROUTINES(neg, unary_form, std::negate<>{})
 
 // vec_mul: every component times the one scalar.
 #define KAV_MUL_ROUTINE(type, S)                                       \
     KAV_ROUTINE(KAV_##type##_mul##S) {                                 \
-        componentwise_form<kav::type, kav::component_t<kav::type>>(std::multiplies<>{}); \
+        binary_form<kav::type, kav::component_t<kav::type>>(std::multiplies<>{}); \
     }
 KAV_MUL_ROUTINE(vec2, F)
 KAV_MUL_ROUTINE(vec3, F)

@@ -90,7 +90,7 @@ void faceforward_form() {
     if (keeps_n<V>(dot<V>(nref, i)))
         ret(n);
     else
-        ret(build<V>([&](int c) { return -at(n, c); }));
+        ret(build<V>([&](int c) { return negative(held(n, c)); }));
 }
 
 // Arguments I, N: I - 2 dot(N, I) N.
@@ -129,25 +129,27 @@ void cross_plane() {
 }
 
 // cross(v, s) = (s v.y, -s v.x), and cross(s, v) is its negation: the two
-// mixed forms have opposite signs, as intended.
-template <class T>
-vec<T, 2> cross_mixed(W<T> s, const in_place<vec<T, 2>> &v, bool scalar_first) {
-    const W<T> c[2] = {s * at(v, 1), -(s * at(v, 0))};
-    return build<vec<T, 2>>([&](int i) { return scalar_first ? -c[i] : c[i]; });
+// mixed forms have opposite signs, as intended. The products are rounded
+// once and then negated, which is exact: the same bits as rounding the
+// negated product.
+template <class T, bool scalar_first>
+vec<T, 2> cross_mixed(T s, in_place<vec<T, 2>> v, std::bool_constant<scalar_first>) {
+    const T c[2] = {settle<T>(W<T>(s) * at(v, 1)), negative(settle<T>(W<T>(s) * at(v, 0)))};
+    return build<vec<T, 2>>([&](int i) { return scalar_first ? negative(c[i]) : c[i]; });
 }
 
 template <class T>
 void cross_vector_scalar() {
-    const W<T> s = pop<T>();
+    const T s = pop<T>();
     const auto v = take<vec<T, 2>>();
-    ret(cross_mixed<T>(s, v, false));
+    ret(cross_mixed<T>(s, v, std::false_type{}));
 }
 
 template <class T>
 void cross_scalar_vector() {
     const auto v = take<vec<T, 2>>();
-    const W<T> s = pop<T>();
-    ret(cross_mixed<T>(s, v, true));
+    const T s = pop<T>();
+    ret(cross_mixed<T>(s, v, std::true_type{}));
 }
 
 template <class T>

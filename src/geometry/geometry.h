@@ -54,9 +54,10 @@ using C = component_t<V>;
 template <class V>
 using W = carried_t<component_t<V>>;
 
-// Rounds a carried value to the component type, once.
-template <class T>
-T settle(carried_t<T> x) {
+// Rounds a carried value to the component type, once; a value already of
+// that type stays as it is.
+template <class T, class X>
+T settle(X x) {
     return static_cast<T>(x);
 }
 
@@ -108,19 +109,35 @@ void ret(const in_place<V> &v) {
     slot<KavRetStruct>(KAV_RT_RET_STRUCT)(v.p, static_cast<int32_t>(sizeof(V)));
 }
 
-// Component i of V, carried: a scalar is its own one component.
+// Component i of V as it is held: a scalar is its own one component.
 template <class V>
-inline W<V> at(const V &v, int i) {
+inline C<V> held(const V &v, int i) {
     if constexpr (is_scalar<V>) {
         (void)i;
-        return W<V>(v);
+        return v;
     } else {
-        return W<V>(v[i]);
+        return v[i];
     }
 }
 template <class V>
-inline W<V> at(in_place<V> v, int i) {
-    return W<V>(v[i]);
+inline typename in_place<V>::E held(in_place<V> v, int i) {
+    return v[i];
+}
+
+// Component i of V, carried.
+template <class A>
+inline auto at(const A &v, int i) {
+    return carried_t<decltype(held(v, i))>(held(v, i));
+}
+
+// -x in the type of x, where it is exact: a float is not widened for a
+// negation. Ints wrap.
+template <class T>
+T negative(T x) {
+    if constexpr (std::is_integral_v<T>)
+        return neg(x);
+    else
+        return -x;
 }
 
 // f(0), f(1), ... as a pack, written out in line: a loop over the few
@@ -132,13 +149,22 @@ inline decltype(auto) unrolled(const F &f) {
     }(std::make_integer_sequence<int, count<V>>{});
 }
 
-// A V whose component i is f(i), rounded once.
+// A V whose component i is f(i), rounded once. Every component is computed
+// before the first is stored: a store into the result might alias an
+// argument still to be read, and would keep the components from being
+// computed two at a time.
 template <class V, class F>
 inline V build(const F &f) {
-    if constexpr (is_scalar<V>)
+    if constexpr (is_scalar<V>) {
         return settle<V>(f(0));
-    else
-        return unrolled<V>([&](auto... i) { return V{{settle<C<V>>(f(i))...}}; });
+    } else {
+        return unrolled<V>([&](auto... i) {
+            const C<V> c[] = {settle<C<V>>(f(i))...};
+            V v;
+            ((v[i] = c[i]), ...);
+            return v;
+        });
+    }
 }
 
 // f(0) + f(1) + ... in component order.

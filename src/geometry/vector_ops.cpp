@@ -20,11 +20,10 @@ void new_form() {
     ret(v);
 }
 
-// op on each component of a, carried in its arithmetic (ints wrap).
-template <class V, class Op>
-void unary_form(const Op &op) {
+template <class V>
+void negation_form() {
     const auto a = take<V>();
-    ret(build<V>([&](int i) { return op(at(a, i)); }));
+    ret(build<V>([&](int i) { return negative(held(a, i)); }));
 }
 
 // op on each component of a with the component of b of the same place, or
@@ -67,11 +66,11 @@ void near_form() {
 
 // A quarter turn counter-clockwise, (-a.y, a.x); clockwise its negation,
 // (a.y, -a.x).
-template <class V>
-void perp_form(bool clockwise) {
+template <class V, bool clockwise>
+void perp_form(std::bool_constant<clockwise>) {
     const auto a = take<V>();
-    const W<V> turned[2] = {-at(a, 1), at(a, 0)};
-    ret(build<V>([&](int c) { return clockwise ? -turned[c] : turned[c]; }));
+    const C<V> turned[2] = {negative(a[1]), a[0]};
+    ret(build<V>([&](int c) { return clockwise ? negative(turned[c]) : turned[c]; }));
 }
 
 // a.b / b.b, in the int form by truncating division. A zero divisor (b =
@@ -95,16 +94,18 @@ void project_form() {
     ret(build<V>([&](int c) { return at(b, c) * k; }));
 }
 
-// a times b as complex numbers, or times b's conjugate; b is not normalised
-// and the int forms are not scaled.
-template <class V>
-void rotate_form(bool conjugate) {
+// a times b as complex numbers, (a.x b.x - a.y b.y, a.x b.y + a.y b.x), or
+// times b's conjugate, (a.x b.x + a.y b.y, a.y b.x - a.x b.y); b is not
+// normalised and the int forms are not scaled.
+template <class V, bool conjugate>
+void rotate_form(std::bool_constant<conjugate>) {
     const auto b = take<V>();
     const auto a = take<V>();
-    const W<V> bx = at(b, 0), by = conjugate ? -at(b, 1) : at(b, 1);
-    ret(build<V>([&](int c) {
-        return c == 0 ? at(a, 0) * bx - at(a, 1) * by : at(a, 0) * by + at(a, 1) * bx;
-    }));
+    const W<V> ax = at(a, 0), ay = at(a, 1), bx = at(b, 0), by = at(b, 1);
+    if constexpr (conjugate)
+        ret(build<V>([&](int c) { return c == 0 ? ax * bx + ay * by : ay * bx - ax * by; }));
+    else
+        ret(build<V>([&](int c) { return c == 0 ? ax * bx - ay * by : ax * by + ay * bx; }));
 }
 
 // Radians whatever the angle unit, in the argument's precision.
@@ -132,7 +133,7 @@ KAV_INT_VECTOR_ROUTINES(new, new_form)
 KAV_DOUBLE_VECTOR_ROUTINES(new, new_form)
 KAV_VECTOR_ROUTINES(add, binary_form, std::plus<>{})
 KAV_VECTOR_ROUTINES(sub, binary_form, std::minus<>{})
-KAV_VECTOR_ROUTINES(neg, unary_form, std::negate<>{})
+KAV_VECTOR_ROUTINES(neg, negation_form)
 
 // vec_mul: every component times the one scalar.
 #define KAV_MUL_ROUTINE(type, S)                                       \
@@ -164,11 +165,11 @@ KAV_VECTOR_ROUTINE(ivec3, le, comparison_form, std::less_equal<>{})
 KAV_ROUTINE(KAV_ivec4_e) { comparison_form<kav::ivec4>(std::less_equal<>{}); }
 
 KAV_PLANE_ROUTINES(near, near_form)
-KAV_PLANE_ROUTINES(perp, perp_form, false)
-KAV_PLANE_ROUTINES(rperp, perp_form, true)
+KAV_PLANE_ROUTINES(perp, perp_form, std::false_type{})
+KAV_PLANE_ROUTINES(rperp, perp_form, std::true_type{})
 KAV_PLANE_ROUTINES(project, project_form)
-KAV_PLANE_ROUTINES(rotate, rotate_form, false)
-KAV_PLANE_ROUTINES(unrotate, rotate_form, true)
+KAV_PLANE_ROUTINES(rotate, rotate_form, std::false_type{})
+KAV_PLANE_ROUTINES(unrotate, rotate_form, std::true_type{})
 
 KAV_ROUTINE(KAV_vec2_toangle) { toangle_form<float>(); }
 KAV_ROUTINE(KAV_dvec2_toangle) { toangle_form<double>(); }

@@ -2,6 +2,7 @@
 // doubles. No operation normalises a box: an l above its r is used as it
 // stands.
 #include <cfloat>
+#include <cstring>
 
 #include "geometry/geometry.h"
 
@@ -12,6 +13,11 @@ using namespace kav::geometry;
 
 template <class T>
 using point = vec<T, 2>;
+
+// A box argument is read in place (see in_place), edge by edge where a test
+// needs it: a test that fails early reads no more.
+enum Edge { LEFT, BOTTOM, RIGHT, TOP };
+enum Axis { X, Y };
 
 // Arguments l, b, r, t.
 template <class T>
@@ -24,12 +30,18 @@ void new_form() {
     ret(a);
 }
 
-// Two corners, not sorted: (l, b) from the first, (r, t) from the second.
+// Two corners, not sorted: (l, b) from the first, (r, t) from the second,
+// the bytes of each point copied whole.
 template <class T>
 void corners_form() {
-    const point<T> q = pop<point<T>>();
-    const point<T> p = pop<point<T>>();
-    ret(box<T>{p[0], p[1], q[0], q[1]});
+    const auto q = take<point<T>>();
+    const auto p = take<point<T>>();
+    box<T> a;
+    static_assert(sizeof a == 2 * sizeof(point<T>));
+    unsigned char *bytes = reinterpret_cast<unsigned char *>(&a);
+    std::memcpy(bytes, p.p, sizeof(point<T>));
+    std::memcpy(bytes + sizeof(point<T>), q.p, sizeof(point<T>));
+    ret(a);
 }
 
 // The square of half size h centred on (x, y).
@@ -51,68 +63,55 @@ void centre_form() {
 template <class T>
 void centre_vector_form() {
     const W<T> h = pop<T>();
-    const point<T> c = pop<point<T>>();
-    ret(square<T>(at(c, 0), at(c, 1), h));
+    const auto c = take<point<T>>();
+    ret(square<T>(at(c, X), at(c, Y), h));
 }
 
 // Edges are inclusive; a comparison with a NaN fails, so the answer is 0.
-template <class T>
-bool contains(const box<T> &a, const point<T> &p) {
-    return a.l <= p[0] && p[0] <= a.r && a.b <= p[1] && p[1] <= a.t;
-}
-
-template <class T>
-bool contains(const box<T> &a, const box<T> &b) {
-    return a.l <= b.l && b.r <= a.r && a.b <= b.b && b.t <= a.t;
-}
-
-// Boxes that only touch along an edge or at a corner overlap.
-template <class T>
-bool intersects(const box<T> &a, const box<T> &b) {
-    return b.r >= a.l && a.r >= b.l && b.t >= a.b && a.t >= b.b;
-}
-
 // Arguments A and a point or box, popped last first; the answer 1 or 0.
 template <class T>
 void contains_point_form() {
-    const point<T> p = pop<point<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(int32_t{contains(a, p)});
+    const auto p = take<point<T>>();
+    const auto a = take<box<T>>();
+    ret(int32_t{a[LEFT] <= p[X] && p[X] <= a[RIGHT] && a[BOTTOM] <= p[Y] && p[Y] <= a[TOP]});
 }
 
 template <class T>
 void contains_box_form() {
-    const box<T> b = pop<box<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(int32_t{contains(a, b)});
+    const auto b = take<box<T>>();
+    const auto a = take<box<T>>();
+    ret(int32_t{a[LEFT] <= b[LEFT] && b[RIGHT] <= a[RIGHT] && a[BOTTOM] <= b[BOTTOM] &&
+                b[TOP] <= a[TOP]});
 }
 
+// Boxes that only touch along an edge or at a corner overlap.
 template <class T>
 void intersects_form() {
-    const box<T> b = pop<box<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(int32_t{intersects(a, b)});
+    const auto b = take<box<T>>();
+    const auto a = take<box<T>>();
+    ret(int32_t{b[RIGHT] >= a[LEFT] && a[RIGHT] >= b[LEFT] && b[TOP] >= a[BOTTOM] &&
+                a[TOP] >= b[BOTTOM]});
 }
 
 // Growing and merging keep the smaller value on all four edges: the right
 // and top edges are not grown, as intended.
 template <class T>
-box<T> smaller_edges(const box<T> &a, T l, T b, T r, T t) {
-    return {lesser(a.l, l), lesser(a.b, b), lesser(a.r, r), lesser(a.t, t)};
+box<T> smaller_edges(in_place<box<T>> a, T l, T b, T r, T t) {
+    return {lesser(a[LEFT], l), lesser(a[BOTTOM], b), lesser(a[RIGHT], r), lesser(a[TOP], t)};
 }
 
 template <class T>
 void expand_form() {
-    const point<T> p = pop<point<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(smaller_edges(a, p[0], p[1], p[0], p[1]));
+    const auto p = take<point<T>>();
+    const auto a = take<box<T>>();
+    ret(smaller_edges(a, p[X], p[Y], p[X], p[Y]));
 }
 
 template <class T>
 void merge_form() {
-    const box<T> b = pop<box<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(smaller_edges(a, b.l, b.b, b.r, b.t));
+    const auto b = take<box<T>>();
+    const auto a = take<box<T>>();
+    ret(smaller_edges(a, b[LEFT], b[BOTTOM], b[RIGHT], b[TOP]));
 }
 
 // Width times height, signed.
@@ -123,16 +122,17 @@ T area(T l, T b, T r, T t) {
 
 template <class T>
 void area_form() {
-    const box<T> a = pop<box<T>>();
-    ret(area(a.l, a.b, a.r, a.t));
+    const auto a = take<box<T>>();
+    ret(area(a[LEFT], a[BOTTOM], a[RIGHT], a[TOP]));
 }
 
 // The box enclosing both; unlike bbox_merge this takes the maxima.
 template <class T>
 void enclosing_area_form() {
-    const box<T> b = pop<box<T>>();
-    const box<T> a = pop<box<T>>();
-    ret(area(lesser(a.l, b.l), lesser(a.b, b.b), greater(a.r, b.r), greater(a.t, b.t)));
+    const auto b = take<box<T>>();
+    const auto a = take<box<T>>();
+    ret(area(lesser(a[LEFT], b[LEFT]), lesser(a[BOTTOM], b[BOTTOM]), greater(a[RIGHT], b[RIGHT]),
+             greater(a[TOP], b[TOP])));
 }
 
 // ---- The segment from p (fraction 0) to q (fraction 1) against a box --------
@@ -158,9 +158,9 @@ struct Crossing {
 };
 
 template <class T>
-Crossing crossing(const box<T> &a, const point<T> &p, const point<T> &q) {
-    const Slab x = slab(a.l, a.r, p[0], q[0]);
-    const Slab y = slab(a.b, a.t, p[1], q[1]);
+Crossing crossing(in_place<box<T>> a, in_place<point<T>> p, in_place<point<T>> q) {
+    const Slab x = slab(a[LEFT], a[RIGHT], p[X], q[X]);
+    const Slab y = slab(a[BOTTOM], a[TOP], p[Y], q[Y]);
     if (x.max < y.min || y.max < x.min)
         return {false, 0.0};
     const double enter = greater(x.min, y.min);
@@ -170,10 +170,10 @@ Crossing crossing(const box<T> &a, const point<T> &p, const point<T> &q) {
 
 // Arguments A, p, q.
 template <class T>
-Crossing pop_crossing() {
-    const point<T> q = pop<point<T>>();
-    const point<T> p = pop<point<T>>();
-    const box<T> a = pop<box<T>>();
+inline Crossing pop_crossing() {
+    const auto q = take<point<T>>();
+    const auto p = take<point<T>>();
+    const auto a = take<box<T>>();
     return crossing(a, p, q);
 }
 

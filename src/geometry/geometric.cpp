@@ -8,18 +8,20 @@ namespace {
 using namespace kav;
 using namespace kav::geometry;
 
-template <class V>
-W<V> dot(const V &a, const V &b) {
+// In line, as the vectors' helpers below: each is a few operations, and
+// called out of line it would take its arguments through memory.
+template <class V, class A>
+inline W<V> dot(A a, A b) {
     return sum<V>([&](int i) { return at(a, i) * at(b, i); });
 }
 
-template <class V>
-C<V> length_of(const V &v) {
-    return root(settle<C<V>>(dot(v, v)));
+template <class V, class A>
+inline C<V> length_of(A v) {
+    return root(settle<C<V>>(dot<V>(v, v)));
 }
 
-template <class V>
-W<V> distance_squared(const V &a, const V &b) {
+template <class V, class A>
+inline W<V> distance_squared(A a, A b) {
     return sum<V>([&](int i) {
         const W<V> d = at(a, i) - at(b, i);
         return d * d;
@@ -28,44 +30,44 @@ W<V> distance_squared(const V &a, const V &b) {
 
 template <class V>
 void dot_form() {
-    const V b = pop<V>();
-    const V a = pop<V>();
-    ret(settle<C<V>>(dot(a, b)));
+    const auto b = take<V>();
+    const auto a = take<V>();
+    ret(settle<C<V>>(dot<V>(a, b)));
 }
 
 template <class V>
 void length_form() {
-    ret(length_of(pop<V>()));
+    ret(length_of<V>(take<V>()));
 }
 
 template <class V>
 void lengthsq_form() {
-    const V v = pop<V>();
-    ret(settle<C<V>>(dot(v, v)));
+    const auto v = take<V>();
+    ret(settle<C<V>>(dot<V>(v, v)));
 }
 
 // The vec4 form is also the row "distance(T(vec4),T(vec3))": it reads a
 // fourth float past the vec3 argument, as intended.
 template <class V>
 void distance_form() {
-    const V b = pop<V>();
-    const V a = pop<V>();
-    ret(root(settle<C<V>>(distance_squared(a, b))));
+    const auto b = take<V>();
+    const auto a = take<V>();
+    ret(root(settle<C<V>>(distance_squared<V>(a, b))));
 }
 
 template <class V>
 void distancesq_form() {
-    const V b = pop<V>();
-    const V a = pop<V>();
-    ret(settle<C<V>>(distance_squared(a, b)));
+    const auto b = take<V>();
+    const auto a = take<V>();
+    ret(settle<C<V>>(distance_squared<V>(a, b)));
 }
 
 // The reciprocal of the length, then one multiplication per component. A
 // zero length is not guarded: 0 times infinity gives NaN, as intended.
 template <class V>
 void normalize_form() {
-    const V v = pop<V>();
-    const W<V> r = W<V>(1.0) / W<V>(length_of(v));
+    const auto v = take<V>();
+    const W<V> r = W<V>(1.0) / W<V>(length_of<V>(v));
     ret(build<V>([&](int i) { return at(v, i) * r; }));
 }
 
@@ -82,21 +84,21 @@ bool keeps_n(W<V> d) {
 // Arguments N, I, Nref.
 template <class V>
 void faceforward_form() {
-    const V nref = pop<V>();
-    const V i = pop<V>();
-    const V n = pop<V>();
-    if (keeps_n<V>(dot(nref, i)))
+    const auto nref = take<V>();
+    const auto i = take<V>();
+    const auto n = take<V>();
+    if (keeps_n<V>(dot<V>(nref, i)))
         ret(n);
     else
-        ret(build<V>([&](int c) { return -at(n, c); }));
+        ret(build<V>([&](int c) { return negative(held(n, c)); }));
 }
 
 // Arguments I, N: I - 2 dot(N, I) N.
 template <class V>
 void reflect_form() {
-    const V n = pop<V>();
-    const V i = pop<V>();
-    const W<V> d = dot(n, i);
+    const auto n = take<V>();
+    const auto i = take<V>();
+    const W<V> d = dot<V>(n, i);
     const W<V> t = d + d;
     ret(build<V>([&](int c) { return at(i, c) - t * at(n, c); }));
 }
@@ -106,9 +108,9 @@ void reflect_form() {
 template <class V>
 void refract_form() {
     const W<V> eta = pop<C<V>>();
-    const V n = pop<V>();
-    const V i = pop<V>();
-    const W<V> d = dot(n, i);
+    const auto n = take<V>();
+    const auto i = take<V>();
+    const W<V> d = dot<V>(n, i);
     const W<V> k = W<V>(1.0) - eta * eta * (W<V>(1.0) - d * d);
     if (k < W<V>(0)) {
         ret(V{});
@@ -121,37 +123,39 @@ void refract_form() {
 // The cross product in two dimensions is a scalar.
 template <class T>
 void cross_plane() {
-    const vec<T, 2> b = pop<vec<T, 2>>();
-    const vec<T, 2> a = pop<vec<T, 2>>();
+    const auto b = take<vec<T, 2>>();
+    const auto a = take<vec<T, 2>>();
     ret(settle<T>(at(a, 0) * at(b, 1) - at(a, 1) * at(b, 0)));
 }
 
 // cross(v, s) = (s v.y, -s v.x), and cross(s, v) is its negation: the two
-// mixed forms have opposite signs, as intended.
-template <class T>
-vec<T, 2> cross_mixed(W<T> s, const vec<T, 2> &v, bool scalar_first) {
-    const W<T> c[2] = {s * at(v, 1), -(s * at(v, 0))};
-    return build<vec<T, 2>>([&](int i) { return scalar_first ? -c[i] : c[i]; });
+// mixed forms have opposite signs, as intended. The products are rounded
+// once and then negated, which is exact: the same bits as rounding the
+// negated product.
+template <class T, bool scalar_first>
+vec<T, 2> cross_mixed(T s, in_place<vec<T, 2>> v, std::bool_constant<scalar_first>) {
+    const T c[2] = {settle<T>(W<T>(s) * at(v, 1)), negative(settle<T>(W<T>(s) * at(v, 0)))};
+    return build<vec<T, 2>>([&](int i) { return scalar_first ? negative(c[i]) : c[i]; });
 }
 
 template <class T>
 void cross_vector_scalar() {
-    const W<T> s = pop<T>();
-    const vec<T, 2> v = pop<vec<T, 2>>();
-    ret(cross_mixed<T>(s, v, false));
+    const T s = pop<T>();
+    const auto v = take<vec<T, 2>>();
+    ret(cross_mixed<T>(s, v, std::false_type{}));
 }
 
 template <class T>
 void cross_scalar_vector() {
-    const vec<T, 2> v = pop<vec<T, 2>>();
-    const W<T> s = pop<T>();
-    ret(cross_mixed<T>(s, v, true));
+    const auto v = take<vec<T, 2>>();
+    const T s = pop<T>();
+    ret(cross_mixed<T>(s, v, std::true_type{}));
 }
 
 template <class T>
 void cross_space() {
-    const vec<T, 3> b = pop<vec<T, 3>>();
-    const vec<T, 3> a = pop<vec<T, 3>>();
+    const auto b = take<vec<T, 3>>();
+    const auto a = take<vec<T, 3>>();
     ret(build<vec<T, 3>>([&](int c) {
         const int p = (c + 1) % 3, q = (c + 2) % 3;
         return at(a, p) * at(b, q) - at(a, q) * at(b, p);

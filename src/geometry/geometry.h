@@ -13,6 +13,8 @@
 
 #include <cmath>
 #include <cstdint>
+#include <cstring>
+#include <utility>
 
 #include "frame/componentwise.h"
 
@@ -52,9 +54,10 @@ using C = component_t<V>;
 template <class V>
 using W = carried_t<component_t<V>>;
 
-// Rounds a carried value to the component type, once.
-template <class T>
-T settle(carried_t<T> x) {
+// Rounds a carried value to the component type, once; a value already of
+// that type stays as it is.
+template <class T, class X>
+T settle(X x) {
     return static_cast<T>(x);
 }
 
@@ -65,33 +68,109 @@ inline double root(double x) { return std::sqrt(x); }
 template <class V>
 inline constexpr int count = components<V>::count;
 
-// Component i of V, carried: a scalar is its own one component.
+// The type of one component of a vector, or of one edge of a box.
 template <class V>
-W<V> at(const V &v, int i) {
-    if constexpr (is_scalar<V>) {
-        (void)i;
-        return W<V>(v);
-    } else {
-        return W<V>(v[i]);
+struct element {
+    using type = component_t<V>;
+};
+template <class T>
+struct element<box<T>> {
+    using type = T;
+};
+
+// A vector or box argument read where the host holds it. The host keeps its
+// arguments until the call returns, so the components are read when they are
+// used, after the last pop, rather than copied out before the next pop: the
+// copy cost a store and a reload of every component, and a reload that spans
+// two stores does not forward. Component i of a box is l, b, r, t in order.
+template <class V>
+struct in_place {
+    using E = typename element<V>::type;
+    const unsigned char *p;
+    E operator[](int i) const {
+        E x;
+        std::memcpy(&x, p + i * sizeof x, sizeof x);
+        return x;
     }
+};
+
+// The next argument: a scalar by value, a vector or box in place.
+template <class V>
+auto take() {
+    if constexpr (std::is_arithmetic_v<V>)
+        return pop<V>();
+    else
+        return in_place<V>{static_cast<const unsigned char *>(slot<KavPopStruct>(KAV_RT_POP_STRUCT)())};
 }
 
-// A V whose component i is f(i), rounded once.
+// An argument handed back as the result: its bytes where the host holds them.
+template <class V>
+void ret(const in_place<V> &v) {
+    slot<KavRetStruct>(KAV_RT_RET_STRUCT)(v.p, static_cast<int32_t>(sizeof(V)));
+}
+
+// Component i of V as it is held: a scalar is its own one component.
+template <class V>
+inline C<V> held(const V &v, int i) {
+    if constexpr (is_scalar<V>) {
+        (void)i;
+        return v;
+    } else {
+        return v[i];
+    }
+}
+template <class V>
+inline typename in_place<V>::E held(in_place<V> v, int i) {
+    return v[i];
+}
+
+// Component i of V, carried.
+template <class A>
+inline auto at(const A &v, int i) {
+    return carried_t<decltype(held(v, i))>(held(v, i));
+}
+
+// -x in the type of x, where it is exact: a float is not widened for a
+// negation. Ints wrap.
+template <class T>
+T negative(T x) {
+    if constexpr (std::is_integral_v<T>)
+        return neg(x);
+    else
+        return -x;
+}
+
+// f(0), f(1), ... as a pack, written out in line: a loop over the few
+// components is not always unrolled, and then keeps its values in memory.
 template <class V, class F>
-V build(const F &f) {
-    V v{};
-    for (int i = 0; i < count<V>; ++i)
-        components<V>::at(v, i) = settle<C<V>>(f(i));
-    return v;
+inline decltype(auto) unrolled(const F &f) {
+    return [&]<int... I>(std::integer_sequence<int, I...>) -> decltype(auto) {
+        return f(std::integral_constant<int, I>{}...);
+    }(std::make_integer_sequence<int, count<V>>{});
+}
+
+// A V whose component i is f(i), rounded once. Every component is computed
+// before the first is stored: a store into the result might alias an
+// argument still to be read, and would keep the components from being
+// computed two at a time.
+template <class V, class F>
+inline V build(const F &f) {
+    if constexpr (is_scalar<V>) {
+        return settle<V>(f(0));
+    } else {
+        return unrolled<V>([&](auto... i) {
+            const C<V> c[] = {settle<C<V>>(f(i))...};
+            V v;
+            ((v[i] = c[i]), ...);
+            return v;
+        });
+    }
 }
 
 // f(0) + f(1) + ... in component order.
 template <class V, class F>
-W<V> sum(const F &f) {
-    W<V> s = f(0);
-    for (int i = 1; i < count<V>; ++i)
-        s = s + f(i);
-    return s;
+inline W<V> sum(const F &f) {
+    return unrolled<V>([&](auto... i) { return (... + W<V>(f(i))); });
 }
 
 // The smaller and the larger of two values; when they are unordered (a NaN)

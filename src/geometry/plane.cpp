@@ -19,7 +19,7 @@ struct Reduced {
     int32_t ax, ay, scale;
 };
 
-Reduced reduced(int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
+inline Reduced reduced(int32_t x1, int32_t y1, int32_t x2, int32_t y2) {
     constexpr int32_t THRESHOLD = 45999;
     Reduced r{magnitude(sub(x2, x1)), magnitude(sub(y2, y1)), 1};
     while (add(r.ax, r.ay) > THRESHOLD) {
@@ -35,7 +35,7 @@ struct Points {
     int32_t x1, y1, x2, y2;
 };
 
-Points pop_points() {
+inline Points pop_points() {
     Points p;
     p.y2 = pop<int32_t>();
     p.x2 = pop<int32_t>();

@@ -15,33 +15,34 @@ using namespace kav::geometry;
 // last component.
 template <class V>
 void new_form() {
-    V v{};
-    for (int i = count<V> - 1; i >= 0; --i)
-        v[i] = pop<C<V>>();
+    V v;
+    unrolled<V>([&](auto... i) { ((v[count<V> - 1 - i] = pop<C<V>>()), ...); });
     ret(v);
 }
 
-// An arithmetic operation on components, carried in their arithmetic (ints
-// wrap).
-template <class Op>
-struct Carried {
-    template <class... T>
-    auto operator()(T... x) const { return Op{}(carried_t<T>(x)...); }
-};
+template <class V>
+void negation_form() {
+    const auto a = take<V>();
+    ret(build<V>([&](int i) { return negative(held(a, i)); }));
+}
+
+// op on each component of a with the component of b of the same place, or
+// with the scalar b itself.
+template <class V, class B = V, class Op>
+void binary_form(const Op &op) {
+    const auto b = take<B>();
+    const auto a = take<V>();
+    ret(build<V>([&](int i) { return op(at(a, i), at(b, i)); }));
+}
 
 // 1 when every pair of components passes the test, tested in the order x, y,
 // z, w up to the first that fails. A NaN fails every ordered test and the
 // equality, and passes "differs".
 template <class V, class Test>
 void comparison_form(const Test &test) {
-    const V b = pop<V>();
-    const V a = pop<V>();
-    for (int i = 0; i < count<V>; ++i)
-        if (!test(a[i], b[i])) {
-            ret(int32_t{0});
-            return;
-        }
-    ret(int32_t{1});
+    const auto b = take<V>();
+    const auto a = take<V>();
+    ret(int32_t{unrolled<V>([&](auto... i) { return (test(a[i], b[i]) && ...); })});
 }
 
 // vec_ne answers 1 only when every component differs, so it is not the
@@ -56,8 +57,8 @@ struct Differs {
 template <class V>
 void near_form() {
     const W<V> r = pop<C<V>>();
-    const V b = pop<V>();
-    const V a = pop<V>();
+    const auto b = take<V>();
+    const auto a = take<V>();
     const W<V> dx = at(a, 0) - at(b, 0);
     const W<V> dy = at(b, 0) - at(b, 1);
     ret(int32_t{r * r > dx * dx + dy * dy});
@@ -65,11 +66,11 @@ void near_form() {
 
 // A quarter turn counter-clockwise, (-a.y, a.x); clockwise its negation,
 // (a.y, -a.x).
-template <class V>
-void perp_form(bool clockwise) {
-    const V a = pop<V>();
-    const W<V> turned[2] = {-at(a, 1), at(a, 0)};
-    ret(build<V>([&](int c) { return clockwise ? -turned[c] : turned[c]; }));
+template <class V, bool clockwise>
+void perp_form(std::bool_constant<clockwise>) {
+    const auto a = take<V>();
+    const C<V> turned[2] = {negative(a[1]), a[0]};
+    ret(build<V>([&](int c) { return clockwise ? negative(turned[c]) : turned[c]; }));
 }
 
 // a.b / b.b, in the int form by truncating division. A zero divisor (b =
@@ -86,29 +87,31 @@ carried_t<T> quotient(carried_t<T> n, carried_t<T> d) {
 
 template <class V>
 void project_form() {
-    const V b = pop<V>();
-    const V a = pop<V>();
+    const auto b = take<V>();
+    const auto a = take<V>();
     const W<V> k = quotient<C<V>>(at(a, 0) * at(b, 0) + at(a, 1) * at(b, 1),
                                   at(b, 0) * at(b, 0) + at(b, 1) * at(b, 1));
     ret(build<V>([&](int c) { return at(b, c) * k; }));
 }
 
-// a times b as complex numbers, or times b's conjugate; b is not normalised
-// and the int forms are not scaled.
-template <class V>
-void rotate_form(bool conjugate) {
-    const V b = pop<V>();
-    const V a = pop<V>();
-    const W<V> bx = at(b, 0), by = conjugate ? -at(b, 1) : at(b, 1);
-    ret(build<V>([&](int c) {
-        return c == 0 ? at(a, 0) * bx - at(a, 1) * by : at(a, 0) * by + at(a, 1) * bx;
-    }));
+// a times b as complex numbers, (a.x b.x - a.y b.y, a.x b.y + a.y b.x), or
+// times b's conjugate, (a.x b.x + a.y b.y, a.y b.x - a.x b.y); b is not
+// normalised and the int forms are not scaled.
+template <class V, bool conjugate>
+void rotate_form(std::bool_constant<conjugate>) {
+    const auto b = take<V>();
+    const auto a = take<V>();
+    const W<V> ax = at(a, 0), ay = at(a, 1), bx = at(b, 0), by = at(b, 1);
+    if constexpr (conjugate)
+        ret(build<V>([&](int c) { return c == 0 ? ax * bx + ay * by : ay * bx - ax * by; }));
+    else
+        ret(build<V>([&](int c) { return c == 0 ? ax * bx - ay * by : ax * by + ay * bx; }));
 }
 
 // Radians whatever the angle unit, in the argument's precision.
 template <class T>
 void toangle_form() {
-    const vec<T, 2> a = pop<vec<T, 2>>();
+    const auto a = take<vec<T, 2>>();
     ret(strict<T>(std::atan2(a[1], a[0])));
 }
 
@@ -128,15 +131,14 @@ void forangle_form() {
 KAV_FLOAT_VECTOR_ROUTINES(new, new_form)
 KAV_INT_VECTOR_ROUTINES(new, new_form)
 KAV_DOUBLE_VECTOR_ROUTINES(new, new_form)
-KAV_VECTOR_ROUTINES(add, kav::binary, Carried<std::plus<>>{})
-KAV_VECTOR_ROUTINES(sub, kav::binary, Carried<std::minus<>>{})
-KAV_VECTOR_ROUTINES(neg, kav::unary, Carried<std::negate<>>{})
+KAV_VECTOR_ROUTINES(add, binary_form, std::plus<>{})
+KAV_VECTOR_ROUTINES(sub, binary_form, std::minus<>{})
+KAV_VECTOR_ROUTINES(neg, negation_form)
 
 // vec_mul: every component times the one scalar.
 #define KAV_MUL_ROUTINE(type, S)                                       \
     KAV_ROUTINE(KAV_##type##_mul##S) {                                 \
-        kav::binary<kav::type, kav::component_t<kav::type>>(           \
-            Carried<std::multiplies<>>{});                             \
+        binary_form<kav::type, kav::component_t<kav::type>>(std::multiplies<>{}); \
     }
 KAV_MUL_ROUTINE(vec2, F)
 KAV_MUL_ROUTINE(vec3, F)
@@ -163,11 +165,11 @@ KAV_VECTOR_ROUTINE(ivec3, le, comparison_form, std::less_equal<>{})
 KAV_ROUTINE(KAV_ivec4_e) { comparison_form<kav::ivec4>(std::less_equal<>{}); }
 
 KAV_PLANE_ROUTINES(near, near_form)
-KAV_PLANE_ROUTINES(perp, perp_form, false)
-KAV_PLANE_ROUTINES(rperp, perp_form, true)
+KAV_PLANE_ROUTINES(perp, perp_form, std::false_type{})
+KAV_PLANE_ROUTINES(rperp, perp_form, std::true_type{})
 KAV_PLANE_ROUTINES(project, project_form)
-KAV_PLANE_ROUTINES(rotate, rotate_form, false)
-KAV_PLANE_ROUTINES(unrotate, rotate_form, true)
+KAV_PLANE_ROUTINES(rotate, rotate_form, std::false_type{})
+KAV_PLANE_ROUTINES(unrotate, rotate_form, std::true_type{})
 
 KAV_ROUTINE(KAV_vec2_toangle) { toangle_form<float>(); }
 KAV_ROUTINE(KAV_dvec2_toangle) { toangle_form<double>(); }

@@ -184,7 +184,8 @@ PLAIN("faceforward(I,I,I)") {
             const V out = BUILD##N(T, NEG);                      \
             ret_struct(&out, sizeof out);                        \
         } else {                                                 \
-            ret_struct(n, sizeof *n);                            \
+            const V out = *n;                                    \
+            ret_struct(&out, sizeof out);                        \
         }                                                        \
     }
 #define AS_IS(x) (x)

@@ -103,10 +103,14 @@ auto take() {
         return in_place<V>{static_cast<const unsigned char *>(slot<KavPopStruct>(KAV_RT_POP_STRUCT)())};
 }
 
-// An argument handed back as the result: its bytes where the host holds them.
+// An argument handed back as the result, copied into the routine's own
+// buffer first: the host is promised a result buffer of the routine's, never
+// its own argument storage.
 template <class V>
 void ret(const in_place<V> &v) {
-    slot<KavRetStruct>(KAV_RT_RET_STRUCT)(v.p, static_cast<int32_t>(sizeof(V)));
+    V copy;
+    std::memcpy(&copy, v.p, sizeof copy);
+    kav::ret(copy);
 }
 
 // Component i of V as it is held: a scalar is its own one component.

@@ -16,8 +16,13 @@ namespace kav {
 template <class T>
 using float_wide_t = std::conditional_t<std::is_same_v<T, float>, long double, T>;
 
-// |x| for ints: -2147483648 wraps to itself.
-inline int32_t magnitude(int32_t x) { return x < 0 ? neg(x) : x; }
+// |x| for ints by the sign mask, exclusive or and subtraction: -2147483648
+// wraps to itself. Written so rather than as a choice, the vector forms
+// compute all components at once.
+inline int32_t magnitude(int32_t x) {
+    const uint32_t mask = 0u - (uint32_t(x) >> 31);
+    return wrap((uint32_t(x) ^ mask) - mask);
+}
 
 // rule applied to each triple of components, into a value of its own (as
 // the frame's each does).

@@ -28,14 +28,16 @@ void box_form() {
 // Longer than m, the vector comes back divided by the square of its length
 // (x*k*k with k = 1/|v|), whatever m is: a vector of length 10 clamped to 5
 // has length 0.1 afterwards. Intended, in both forms.
+// m is held in its own type across the pop and widened where it is used: an
+// extended value held across a call is stored and reloaded whole.
 template <class T>
 void length_form() {
     using W = long double;
-    const W m = kav::pop<T>();
+    const T m = kav::pop<T>();
     kav::vec<T, 2> v = kav::pop<kav::vec<T, 2>>();
     const W x = v[0], y = v[1];
     const W s2 = x * x + y * y;
-    if (s2 > m * m) {
+    if (s2 > W(m) * W(m)) {
         const W k = 1 / std::sqrt(s2);
         v[0] = static_cast<T>(x * k * k);
         v[1] = static_cast<T>(y * k * k);

@@ -19,9 +19,14 @@ struct Floor {
 };
 
 // Toward zero through the double floor; no int conversion, so large values
-// survive.
+// survive. Rounded to the result type inside the rule, so that the compiler
+// sees the whole float form (see Fract).
 struct Trunc {
-    double operator()(double x) const { return x < 0 ? -std::floor(-x) : std::floor(x); }
+    template <class T>
+    T operator()(T x) const {
+        const double d = x;
+        return static_cast<T>(d < 0 ? -std::floor(-d) : std::floor(d));
+    }
 };
 
 // Halves away from zero: x -/+ 0.5 at extended precision, then the int
@@ -55,9 +60,16 @@ struct RoundEven {
 };
 
 // x - floor(x) in double, rounded to the result type: a tiny negative float
-// comes out as 1.0.
+// comes out as 1.0. The rounding is inside the rule: the float form's
+// difference of two floats, rounded once from double, is the float
+// difference (double has more than twice float's precision plus two bits),
+// and the compiler may compute it so only when it sees both steps.
 struct Fract {
-    double operator()(double x) const { return x - std::floor(x); }
+    template <class T>
+    T operator()(T x) const {
+        const double d = x;
+        return static_cast<T>(d - std::floor(d));
+    }
 };
 
 }  // namespace

@@ -19,14 +19,9 @@ struct Floor {
 };
 
 // Toward zero through the double floor; no int conversion, so large values
-// survive. Rounded to the result type inside the rule, so that the compiler
-// sees the whole float form (see Fract).
+// survive.
 struct Trunc {
-    template <class T>
-    T operator()(T x) const {
-        const double d = x;
-        return static_cast<T>(d < 0 ? -std::floor(-d) : std::floor(d));
-    }
+    double operator()(double x) const { return x < 0 ? -std::floor(-x) : std::floor(x); }
 };
 
 // Halves away from zero: x -/+ 0.5 at extended precision, then the int

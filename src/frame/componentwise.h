@@ -59,9 +59,16 @@ T strict(T x) {
 }
 
 // The rule's result, taken at the rule's own type and then rounded once to
-// the component type.
+// the component type. On x86-64 a result already of the component type is
+// stored as it is: there is no excess precision to drop and no conversion
+// for the optimiser to look through, and the components may then be
+// computed together.
 template <class C, class R>
 C component_result(R r) {
+#if defined(__x86_64__)
+    if constexpr (std::is_same_v<R, C>)
+        return r;
+#endif
     if constexpr (std::is_floating_point_v<R>)
         return static_cast<C>(strict(r));
     else

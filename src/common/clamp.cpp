@@ -16,31 +16,41 @@ struct Clamp {
     }
 };
 
+// The box and the point are read after the last pop, where the host holds
+// them (as the component-wise forms read theirs); the box's fields l, b, r, t
+// are read as the components of a 4-vector, which has the same layout.
 template <class T>
 void box_form() {
-    const kav::box<T> b = kav::pop<kav::box<T>>();
-    kav::vec<T, 2> p = kav::pop<kav::vec<T, 2>>();
-    p[0] = Clamp{}(p[0], b.l, b.r);
-    p[1] = Clamp{}(p[1], b.b, b.t);
-    kav::ret(p);
+    static_assert(sizeof(kav::box<T>) == sizeof(kav::vec<T, 4>));
+    enum { LEFT, BOTTOM, RIGHT, TOP };
+    const auto box = kav::take<kav::vec<T, 4>>();
+    const auto p = kav::take<kav::vec<T, 2>>();
+    kav::vec<T, 2> r;
+    r[0] = Clamp{}(kav::part(p, 0), kav::part(box, LEFT), kav::part(box, RIGHT));
+    r[1] = Clamp{}(kav::part(p, 1), kav::part(box, BOTTOM), kav::part(box, TOP));
+    kav::ret(r);
 }
 
 // Longer than m, the vector comes back divided by the square of its length
 // (x*k*k with k = 1/|v|), whatever m is: a vector of length 10 clamped to 5
 // has length 0.1 afterwards. Intended, in both forms.
+// m is held in its own type across the pop and widened where it is used: an
+// extended value held across a call is stored and reloaded whole. A vector
+// within the length goes back as the host holds it.
 template <class T>
 void length_form() {
     using W = long double;
-    const W m = kav::pop<T>();
-    kav::vec<T, 2> v = kav::pop<kav::vec<T, 2>>();
-    const W x = v[0], y = v[1];
+    const T m = kav::pop<T>();
+    const auto v = kav::take<kav::vec<T, 2>>();
+    const W x = kav::part(v, 0), y = kav::part(v, 1);
     const W s2 = x * x + y * y;
-    if (s2 > m * m) {
-        const W k = 1 / std::sqrt(s2);
-        v[0] = static_cast<T>(x * k * k);
-        v[1] = static_cast<T>(y * k * k);
-    }
-    kav::ret(v);
+    if (!(s2 > W(m) * W(m)))
+        return kav::ret(v);
+    const W k = 1 / std::sqrt(s2);
+    kav::vec<T, 2> r;
+    r[0] = static_cast<T>(x * k * k);
+    r[1] = static_cast<T>(y * k * k);
+    kav::ret(r);
 }
 
 }  // namespace

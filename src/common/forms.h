@@ -16,25 +16,38 @@ namespace kav {
 template <class T>
 using float_wide_t = std::conditional_t<std::is_same_v<T, float>, long double, T>;
 
-// |x| for ints: -2147483648 wraps to itself.
-inline int32_t magnitude(int32_t x) { return x < 0 ? neg(x) : x; }
+// |x| for ints by the sign mask, exclusive or and subtraction: -2147483648
+// wraps to itself. Written so rather than as a choice, the vector forms
+// compute all components at once.
+inline int32_t magnitude(int32_t x) {
+    const uint32_t mask = 0u - (uint32_t(x) >> 31);
+    return wrap((uint32_t(x) ^ mask) - mask);
+}
 
-// rule applied to each triple of components.
-template <class V, class Rule>
-V each(V a, const V &b, const V &c, const Rule &rule) {
-    using K = components<V>;
-    V bb = b, cc = c;
-    for (int i = 0; i < K::count; ++i)
-        K::at(a, i) = component_result<component_t<V>>(rule(K::at(a, i), K::at(bb, i), K::at(cc, i)));
-    return a;
+// An argument handed back unchanged: its bytes where the host holds them.
+template <class V>
+void ret(const Place<V> &v) {
+    slot<KavRetStruct>(KAV_RT_RET_STRUCT)(v.p, static_cast<int32_t>(sizeof(V)));
+}
+
+// rule applied to each triple of components, into a value of its own (as
+// the frame's each does).
+template <class X, class Y, class Z, class Rule>
+value_t<X> each(const X &a, const Y &b, const Z &c, const Rule &rule) {
+    using V = value_t<X>;
+    V r;
+#pragma GCC unroll 4
+    for (int i = 0; i < components<V>::count; ++i)
+        components<V>::at(r, i) = component_result<component_t<V>>(rule(part(a, i), part(b, i), part(c, i)));
+    return r;
 }
 
 // Three arguments of one type, the last popped first.
 template <class V, class Rule>
 void ternary(const Rule &rule) {
-    const V c = pop<V>();
-    const V b = pop<V>();
-    const V a = pop<V>();
+    const auto c = take<V>();
+    const auto b = take<V>();
+    const auto a = take<V>();
     ret(each(a, b, c, rule));
 }
 
@@ -42,7 +55,7 @@ void ternary(const Rule &rule) {
 // meets the one scalar before it.
 template <class S, class V, class Rule>
 void scalar_then_vector(const Rule &rule) {
-    const V x = pop<V>();
+    const auto x = take<V>();
     const S s = pop<S>();
     ret(each(x, [&](auto c) { return rule(s, c); }));
 }
@@ -50,7 +63,7 @@ void scalar_then_vector(const Rule &rule) {
 // (scalar, scalar, vector), likewise.
 template <class S, class V, class Rule>
 void scalars_then_vector(const Rule &rule) {
-    const V x = pop<V>();
+    const auto x = take<V>();
     const S s1 = pop<S>();
     const S s0 = pop<S>();
     ret(each(x, [&](auto c) { return rule(s0, s1, c); }));
@@ -61,8 +74,8 @@ template <class V, class Rule>
 void pair_with_scalar(const Rule &rule) {
     using S = component_t<V>;
     const S s = pop<S>();
-    const V b = pop<V>();
-    const V a = pop<V>();
+    const auto b = take<V>();
+    const auto a = take<V>();
     ret(each(a, b, [&](auto p, auto q) { return rule(p, q, s); }));
 }
 

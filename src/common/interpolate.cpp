@@ -31,25 +31,28 @@ struct BoundedStep {
 };
 
 // In 2-D the step bounds the length of the move. The float form rounds each
-// difference to float first.
+// difference to float first. d is held in its own type across the pops (an
+// extended value held across a call is stored and reloaded whole) and the
+// vectors are read after the last pop.
 template <class T>
 void bounded_step_2d() {
     using W = float_wide_t<T>;
-    const W d = kav::pop<T>();
-    const kav::vec<T, 2> b = kav::pop<kav::vec<T, 2>>();
-    kav::vec<T, 2> a = kav::pop<kav::vec<T, 2>>();
+    const T d = kav::pop<T>();
+    const auto b = kav::take<kav::vec<T, 2>>();
+    const auto a = kav::take<kav::vec<T, 2>>();
     W c[2];
     for (int i = 0; i < 2; ++i)
-        c[i] = static_cast<T>(W(b[i]) - W(a[i]));
+        c[i] = static_cast<T>(W(kav::part(b, i)) - W(kav::part(a, i)));
     const W length2 = c[0] * c[0] + c[1] * c[1];
-    if (length2 > d * d) {
+    if (length2 > W(d) * W(d)) {
         const W inverse = 1 / std::sqrt(length2);
         for (W &ci : c)
-            ci = ci * inverse * d;
+            ci = ci * inverse * W(d);
     }
+    kav::vec<T, 2> r;
     for (int i = 0; i < 2; ++i)
-        a[i] = static_cast<T>(W(a[i]) + c[i]);
-    kav::ret(a);
+        r[i] = static_cast<T>(W(kav::part(a, i)) + c[i]);
+    kav::ret(r);
 }
 
 // Toward b by |d|, never past it: unlike lerpconst the sign of d is ignored.

@@ -55,9 +55,16 @@ struct RoundEven {
 };
 
 // x - floor(x) in double, rounded to the result type: a tiny negative float
-// comes out as 1.0.
+// comes out as 1.0. The rounding is inside the rule: the float form's
+// difference of two floats, rounded once from double, is the float
+// difference (double has more than twice float's precision plus two bits),
+// and the compiler may compute it so only when it sees both steps.
 struct Fract {
-    double operator()(double x) const { return x - std::floor(x); }
+    template <class T>
+    T operator()(T x) const {
+        const double d = x;
+        return static_cast<T>(d - std::floor(d));
+    }
 };
 
 }  // namespace

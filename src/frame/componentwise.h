@@ -20,12 +20,14 @@ struct components {
     using type = V;
     static constexpr int count = 1;
     static type &at(V &x, int) { return x; }
+    static const type &at(const V &x, int) { return x; }
 };
 template <class T, int N>
 struct components<vec<T, N>> {
     using type = T;
     static constexpr int count = N;
     static type &at(vec<T, N> &v, int i) { return v[i]; }
+    static const type &at(const vec<T, N> &v, int i) { return v[i]; }
 };
 
 // The component type of V: V itself for a scalar.
@@ -57,38 +59,90 @@ T strict(T x) {
 }
 
 // The rule's result, taken at the rule's own type and then rounded once to
-// the component type.
+// the component type. On x86-64 a result already of the component type is
+// stored as it is: there is no excess precision to drop and no conversion
+// for the optimiser to look through, and the components may then be
+// computed together.
 template <class C, class R>
 C component_result(R r) {
+#if defined(__x86_64__)
+    if constexpr (std::is_same_v<R, C>)
+        return r;
+#endif
     if constexpr (std::is_floating_point_v<R>)
         return static_cast<C>(strict(r));
     else
         return static_cast<C>(r);
 }
 
-// rule applied to each component in the order x, y, z, w.
-template <class V, class Rule>
-V each(V x, const Rule &rule) {
+// The next argument of a form: a scalar by value; a vector as the place
+// where the host holds it, its components read where the rule uses them,
+// after the last pop (the host keeps its arguments until the call returns).
+// A vector copied out before the next pop cost a store and a reload of every
+// component, and reloads that span two stores do not forward.
+template <class V>
+auto take() {
+    if constexpr (std::is_arithmetic_v<V>)
+        return pop<V>();
+    else
+        return pop_place<V>();
+}
+
+// The value type of what a form holds: V for a V or for a Place<V>.
+template <class X>
+struct held {
+    using type = X;
+};
+template <class V>
+struct held<Place<V>> {
+    using type = V;
+};
+template <class X>
+using value_t = typename held<X>::type;
+
+// Component i of a value, or of a vector where the host holds it.
+template <class V>
+component_t<V> part(const V &v, int i) {
+    return components<V>::at(v, i);
+}
+template <class V>
+component_t<V> part(const Place<V> &v, int i) {
+    component_t<V> c;
+    std::memcpy(&c, static_cast<const unsigned char *>(v.p) + i * sizeof c, sizeof c);
+    return c;
+}
+
+// rule applied to each component in the order x, y, z, w. The result is a
+// value of its own, returned in place: overwriting the argument and returning
+// it made a copy whose wide loads of the narrow component stores stall. The
+// loop is unrolled so that the components stay in registers.
+template <class X, class Rule>
+value_t<X> each(const X &x, const Rule &rule) {
+    using V = value_t<X>;
     using C = component_t<V>;
+    V r;
+#pragma GCC unroll 4
     for (int i = 0; i < components<V>::count; ++i)
-        components<V>::at(x, i) = component_result<C>(rule(components<V>::at(x, i)));
-    return x;
+        components<V>::at(r, i) = component_result<C>(rule(part(x, i)));
+    return r;
 }
 
 // rule applied to each pair of components: (a.x, b.x), (a.y, b.y), ...
-template <class V, class Rule>
-V each(V a, V b, const Rule &rule) {
+template <class X, class Y, class Rule>
+value_t<X> each(const X &a, const Y &b, const Rule &rule) {
+    using V = value_t<X>;
     using C = component_t<V>;
+    V r;
+#pragma GCC unroll 4
     for (int i = 0; i < components<V>::count; ++i)
-        components<V>::at(a, i) =
-            component_result<C>(rule(components<V>::at(a, i), components<V>::at(b, i)));
-    return a;
+        components<V>::at(r, i) = component_result<C>(rule(part(a, i), part(b, i)));
+    return r;
 }
 
 // rule applied to each component with the one value s. A rule may prepare s
 // once for the whole value through rule.with(s).
-template <class V, class S, class Rule>
-V each_with(V a, S s, const Rule &rule) {
+template <class X, class S, class Rule>
+value_t<X> each_with(const X &a, S s, const Rule &rule) {
     if constexpr (requires { rule.with(s); })
         return each(a, rule.with(s));
     else
@@ -98,7 +152,7 @@ V each_with(V a, S s, const Rule &rule) {
 // One argument; the result has its type.
 template <class V, class Rule>
 void unary(const Rule &rule) {
-    ret(each(pop<V>(), rule));
+    ret(each(take<V>(), rule));
 }
 
 // Two arguments, the second popped first; the result has the first's type.
@@ -106,8 +160,8 @@ void unary(const Rule &rule) {
 // the first meets the one second value.
 template <class A, class B = A, class Rule>
 void binary(const Rule &rule) {
-    const B b = pop<B>();
-    const A a = pop<A>();
+    const auto b = take<B>();
+    const auto a = take<A>();
     if constexpr (std::is_same_v<A, B>)
         ret(each(a, b, rule));
     else

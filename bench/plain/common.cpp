@@ -461,7 +461,8 @@ CLAMP_BOX(dvec2, dbbox, d)
             const V r = {(T)(x * k * k), (T)(y * k * k)};                      \
             ret_struct(&r, sizeof r);                                          \
         } else {                                                               \
-            ret_struct(v, sizeof *v);                                          \
+            const V r = *v;                                                    \
+            ret_struct(&r, sizeof r);                                          \
         }                                                                      \
     }
 CLAMP_LENGTH(vec2, float, F, pop_float)

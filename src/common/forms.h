@@ -24,12 +24,6 @@ inline int32_t magnitude(int32_t x) {
     return wrap((uint32_t(x) ^ mask) - mask);
 }
 
-// An argument handed back unchanged: its bytes where the host holds them.
-template <class V>
-void ret(const Place<V> &v) {
-    slot<KavRetStruct>(KAV_RT_RET_STRUCT)(v.p, static_cast<int32_t>(sizeof(V)));
-}
-
 // rule applied to each triple of components, into a value of its own (as
 // the frame's each does).
 template <class X, class Y, class Z, class Rule>

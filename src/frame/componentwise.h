@@ -106,10 +106,8 @@ component_t<V> part(const V &v, int i) {
     return components<V>::at(v, i);
 }
 template <class V>
-component_t<V> part(const Place<V> &v, int i) {
-    component_t<V> c;
-    std::memcpy(&c, static_cast<const unsigned char *>(v.p) + i * sizeof c, sizeof c);
-    return c;
+element_t<V> part(const Place<V> &v, int i) {
+    return v[i];
 }
 
 // rule applied to each component in the order x, y, z, w. The result is a

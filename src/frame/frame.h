@@ -102,6 +102,27 @@ using ibbox = box<int32_t>;
 using bbox = box<float>;
 using dbbox = box<double>;
 
+// The type of one element: a vector's component, a box's edge, a matrix's
+// element; a scalar is its own one element.
+template <class V>
+struct element {
+    using type = V;
+};
+template <class T, int N>
+struct element<vec<T, N>> {
+    using type = T;
+};
+template <class T>
+struct element<box<T>> {
+    using type = T;
+};
+template <class T, int A, int B>
+struct element<mat<T, A, B>> {
+    using type = T;
+};
+template <class V>
+using element_t = typename element<V>::type;
+
 static_assert(sizeof(vec3) == 12 && sizeof(dvec3) == 24 && sizeof(ivec4) == 16);
 static_assert(sizeof(bbox) == 16 && sizeof(dbbox) == 32);
 static_assert(sizeof(mat<float, 2, 3>) == 24 && sizeof(mat<double, 4, 4>) == 128);
@@ -125,6 +146,12 @@ struct Place {
         return v;
     }
     void store(const V &v) const { std::memcpy(p, &v, sizeof v); }
+    // Element i where it lies (a box's edges are l, b, r, t in order).
+    element_t<V> operator[](int i) const {
+        element_t<V> x;
+        std::memcpy(&x, static_cast<const unsigned char *>(p) + i * sizeof x, sizeof x);
+        return x;
+    }
 };
 
 // pop<T>(): the next argument by value: I, F, D, or a copy of a T(type) value.
@@ -162,6 +189,14 @@ inline void ret(double v) { slot<KavRetDouble>(KAV_RT_RET_DOUBLE)(v); }
 template <class V>
 inline void ret(const V &v) {
     slot<KavRetStruct>(KAV_RT_RET_STRUCT)(&v, static_cast<int32_t>(sizeof v));
+}
+
+// An argument handed back unchanged as the result, copied into the routine's
+// own buffer first: the host is promised a result buffer of the routine's,
+// never its own argument storage.
+template <class V>
+inline void ret(const Place<V> &v) {
+    ret(v.load());
 }
 
 // The module's one error: code 171 with the routine's script-facing name.

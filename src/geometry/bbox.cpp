@@ -14,7 +14,7 @@ using namespace kav::geometry;
 template <class T>
 using point = vec<T, 2>;
 
-// A box argument is read in place (see in_place), edge by edge where a test
+// A box argument is read in place (see take), edge by edge where a test
 // needs it: a test that fails early reads no more.
 enum Edge { LEFT, BOTTOM, RIGHT, TOP };
 enum Axis { X, Y };
@@ -96,7 +96,7 @@ void intersects_form() {
 // Growing and merging keep the smaller value on all four edges: the right
 // and top edges are not grown, as intended.
 template <class T>
-box<T> smaller_edges(in_place<box<T>> a, T l, T b, T r, T t) {
+box<T> smaller_edges(Place<box<T>> a, T l, T b, T r, T t) {
     return {lesser(a[LEFT], l), lesser(a[BOTTOM], b), lesser(a[RIGHT], r), lesser(a[TOP], t)};
 }
 
@@ -158,7 +158,7 @@ struct Crossing {
 };
 
 template <class T>
-Crossing crossing(in_place<box<T>> a, in_place<point<T>> p, in_place<point<T>> q) {
+Crossing crossing(Place<box<T>> a, Place<point<T>> p, Place<point<T>> q) {
     const Slab x = slab(a[LEFT], a[RIGHT], p[X], q[X]);
     const Slab y = slab(a[BOTTOM], a[TOP], p[Y], q[Y]);
     if (x.max < y.min || y.max < x.min)

@@ -90,7 +90,7 @@ void faceforward_form() {
     if (keeps_n<V>(dot<V>(nref, i)))
         ret(n);
     else
-        ret(build<V>([&](int c) { return negative(held(n, c)); }));
+        ret(build<V>([&](int c) { return negative(part(n, c)); }));
 }
 
 // Arguments I, N: I - 2 dot(N, I) N.
@@ -133,7 +133,7 @@ void cross_plane() {
 // once and then negated, which is exact: the same bits as rounding the
 // negated product.
 template <class T, bool scalar_first>
-vec<T, 2> cross_mixed(T s, in_place<vec<T, 2>> v, std::bool_constant<scalar_first>) {
+vec<T, 2> cross_mixed(T s, Place<vec<T, 2>> v, std::bool_constant<scalar_first>) {
     const T c[2] = {settle<T>(W<T>(s) * at(v, 1)), negative(settle<T>(W<T>(s) * at(v, 0)))};
     return build<vec<T, 2>>([&](int i) { return scalar_first ? negative(c[i]) : c[i]; });
 }

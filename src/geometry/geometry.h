@@ -68,70 +68,14 @@ inline double root(double x) { return std::sqrt(x); }
 template <class V>
 inline constexpr int count = components<V>::count;
 
-// The type of one component of a vector, or of one edge of a box.
-template <class V>
-struct element {
-    using type = component_t<V>;
-};
-template <class T>
-struct element<box<T>> {
-    using type = T;
-};
-
-// A vector or box argument read where the host holds it. The host keeps its
-// arguments until the call returns, so the components are read when they are
-// used, after the last pop, rather than copied out before the next pop: the
-// copy cost a store and a reload of every component, and a reload that spans
-// two stores does not forward. Component i of a box is l, b, r, t in order.
-template <class V>
-struct in_place {
-    using E = typename element<V>::type;
-    const unsigned char *p;
-    E operator[](int i) const {
-        E x;
-        std::memcpy(&x, p + i * sizeof x, sizeof x);
-        return x;
-    }
-};
-
-// The next argument: a scalar by value, a vector or box in place.
-template <class V>
-auto take() {
-    if constexpr (std::is_arithmetic_v<V>)
-        return pop<V>();
-    else
-        return in_place<V>{static_cast<const unsigned char *>(slot<KavPopStruct>(KAV_RT_POP_STRUCT)())};
-}
-
-// An argument handed back as the result, copied into the routine's own
-// buffer first: the host is promised a result buffer of the routine's, never
-// its own argument storage.
-template <class V>
-void ret(const in_place<V> &v) {
-    V copy;
-    std::memcpy(&copy, v.p, sizeof copy);
-    kav::ret(copy);
-}
-
-// Component i of V as it is held: a scalar is its own one component.
-template <class V>
-inline C<V> held(const V &v, int i) {
-    if constexpr (is_scalar<V>) {
-        (void)i;
-        return v;
-    } else {
-        return v[i];
-    }
-}
-template <class V>
-inline typename in_place<V>::E held(in_place<V> v, int i) {
-    return v[i];
-}
+// Arguments come by take<V>() (componentwise.h): a scalar by value, a vector
+// or box as the Place where the host holds it, read after the last pop;
+// part(v, i) is component i of either (a box's edges are l, b, r, t).
 
 // Component i of V, carried.
 template <class A>
 inline auto at(const A &v, int i) {
-    return carried_t<decltype(held(v, i))>(held(v, i));
+    return carried_t<decltype(part(v, i))>(part(v, i));
 }
 
 // -x in the type of x, where it is exact: a float is not widened for a

@@ -23,7 +23,7 @@ void new_form() {
 template <class V>
 void negation_form() {
     const auto a = take<V>();
-    ret(build<V>([&](int i) { return negative(held(a, i)); }));
+    ret(build<V>([&](int i) { return negative(part(a, i)); }));
 }
 
 // op on each component of a with the component of b of the same place, or

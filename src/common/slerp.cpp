@@ -48,12 +48,20 @@ kav::vec<T, 2> blend(kav::vec<T, 2> a, const kav::vec<T, 2> &b, Wide<T> wa, Wide
 
 // The way along the arc of angle theta at fraction f. Opposite directions
 // divide by sin(pi), tiny but not zero: huge weights, not guarded. Intended.
-template <class T>
-kav::vec<T, 2> arc(const kav::vec<T, 2> &a, const kav::vec<T, 2> &b, Wide<T> theta, Wide<T> f) {
+// slerp forms its weights sin(...)*k first; slerpconst's rule is written
+// a*sin(...)*k + b*sin(...)*k, each input times its sine and then times k,
+// which rounds (and, near the smallest normal double, underflows) otherwise.
+template <class T, bool Weights>
+kav::vec<T, 2> arc(kav::vec<T, 2> a, const kav::vec<T, 2> &b, Wide<T> theta, Wide<T> f) {
     using C = Circle<T>;
     const Wide<T> k = 1 / Wide<T>(C::sin(static_cast<T>(theta)));
-    return blend(a, b, C::sin(static_cast<T>((1 - f) * theta)) * k,
-                 C::sin(static_cast<T>(f * theta)) * k);
+    const Wide<T> sa = C::sin(static_cast<T>((1 - f) * theta));
+    const Wide<T> sb = C::sin(static_cast<T>(f * theta));
+    if constexpr (Weights)
+        return blend(a, b, sa * k, sb * k);
+    for (int i = 0; i < 2; ++i)
+        a[i] = static_cast<T>(a[i] * sa * k + b[i] * sb * k);
+    return a;
 }
 
 template <class T>
@@ -66,7 +74,7 @@ kav::vec<T, 2> slerp(const kav::vec<T, 2> &a, const kav::vec<T, 2> &b, T t) {
         if (!(d < 1) || theta < STRAIGHT)
             return blend(a, b, 1 - Wide<T>(t), Wide<T>(t));
     }
-    return arc(a, b, theta, Wide<T>(t));
+    return arc<T, true>(a, b, theta, Wide<T>(t));
 }
 
 // Turns toward b by at most step. Equal directions give theta 0 and a NaN
@@ -80,7 +88,7 @@ kav::vec<T, 2> slerp_bounded(const kav::vec<T, 2> &a, const kav::vec<T, 2> &b, T
     const Wide<T> f = (theta > step ? Wide<T>(step) : theta) / theta;
     if (theta < STRAIGHT)
         return blend(a, b, 1 - f, f);
-    return arc(a, b, theta, f);
+    return arc<T, false>(a, b, theta, f);
 }
 
 template <class T, kav::vec<T, 2> (*Rule)(const kav::vec<T, 2> &, const kav::vec<T, 2> &, T)>

@@ -60,6 +60,13 @@ TEST(Overloads, ExactThenLiteralPromotion) {
               "error: no signature matches sub(T(vec2),I); "
               "candidates: sub(I,I), sub(F,F), sub(D,D)");
     EXPECT_EQ(eval(s, "sup(1, 2)"), "error: unknown function 'sup' (did you mean sub?)");
+    EXPECT_EQ(eval(s, "halvexx(1)"), "error: unknown function 'halvexx' (did you mean halve?)");
+    EXPECT_EQ(eval(s, "halvexxx(1)"), "error: unknown function 'halvexxx'");
+    s.variables["name_1"] = Value::of_int(1);
+    EXPECT_EQ(eval(s, "name_2"), "error: unknown name 'name_2' (did you mean name_1?)");
+    for (int i = 0; i < 1000; ++i)  // none among too many variables
+        s.variables["n" + std::to_string(i)] = Value::of_int(i);
+    EXPECT_EQ(eval(s, "name_2"), "error: unknown name 'name_2'");
     EXPECT_EQ(eval(s, "swap(v)"), "error: unknown name 'v'");
     EXPECT_EQ(eval(s, "swap(&v)"), "error: unknown variable 'v': assign it first; swap takes TP(vec2) there");
 }

@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -69,7 +70,7 @@ extern "C" int LLVMFuzzerInitialize(int *, char ***) {
         must_fault = faults_by_design(row, values);
     };
     module->on_return = [](const Row &row, const CallResult &r) {
-        if ((r.fault != 0) != must_fault)
+        if (r.fault != (must_fault ? SIGFPE : 0))
             finding(row.signature + ": " +
                     (r.fault ? describe_fault(r.fault) : "no fault where one is required"));
         if (!r.violations.empty())

@@ -20,7 +20,9 @@ for target in ${KAV_FUZZ_TARGETS:-rows input}; do
     *) echo "fuzz.sh: no target $target (rows, input)" >&2; exit 2 ;;
   esac
   rm -f fuzz-*.log build/fuzz/"$target"-*.log
-  "${run[@]}" -max_total_time="$seconds" -jobs="$jobs" -workers="$jobs" "$@" || rc=$?
+  # The jobs share the corpus folder; rereading it every second (libFuzzer's
+  # default) would cost more than fuzzing once it holds thousands of files.
+  "${run[@]}" -max_total_time="$seconds" -jobs="$jobs" -workers="$jobs" -reload=300 "$@" || rc=$?
   # libFuzzer writes the jobs' logs to the working folder.
   for log in fuzz-*.log; do [[ -e $log ]] && mv "$log" "build/fuzz/$target-${log#fuzz-}"; done
   total=$(cat build/fuzz/"$target"-*.log 2>/dev/null | sed -n 's/^stat::number_of_executed_units: *//p' |

@@ -7,6 +7,7 @@
 #include <fstream>
 
 #include "internal.h"
+#include "script.h"
 
 namespace kav::host {
 
@@ -99,7 +100,7 @@ bool matches(const Expectation &expected, const Value &got,
 void check_file(Module &module, const std::string &path, bool bits, CheckReport *report) {
     auto fail = [&](const std::string &where, const std::string &what) {
         ++report->failed;
-        report->failures.push_back(where + ": " + what);
+        report->failures.push_back(printable(where + ": " + what));  // a file's control bytes too
     };
     struct stat st {};
     if (stat(path.c_str(), &st) != 0) {

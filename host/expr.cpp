@@ -272,27 +272,43 @@ std::string describe(const Operand &op) {
     return op.form == Operand::Form::Reference ? s + "P" : s;
 }
 
-std::size_t edit_distance(std::string_view a, std::string_view b) {
-    std::vector<std::size_t> row(b.size() + 1);
-    for (std::size_t j = 0; j <= b.size(); ++j)
+// Whether a and b are at most `limit` edits apart. Only the band of cells
+// within `limit` of the diagonal can be, so a long name costs its length.
+bool within_edits(std::string_view a, std::string_view b, std::size_t limit) {
+    if (a.size() > b.size())
+        std::swap(a, b);
+    if (b.size() - a.size() > limit)
+        return false;
+    const std::size_t out = limit + 1;  // any distance past the limit
+    std::vector<std::size_t> row(b.size() + 1, out);
+    for (std::size_t j = 0; j <= limit && j <= b.size(); ++j)
         row[j] = j;
     for (std::size_t i = 1; i <= a.size(); ++i) {
-        std::size_t diag = row[0];
-        row[0] = i;
-        for (std::size_t j = 1; j <= b.size(); ++j) {
-            std::size_t up = row[j];
-            row[j] = std::min({row[j] + 1, row[j - 1] + 1, diag + (a[i - 1] != b[j - 1])});
+        const std::size_t lo = i > limit ? i - limit : 1, hi = std::min(b.size(), i + limit);
+        std::size_t diag = row[lo - 1];
+        row[lo - 1] = lo == 1 ? std::min(i, out) : out;
+        std::size_t best = row[lo - 1];
+        for (std::size_t j = lo; j <= hi; ++j) {
+            const std::size_t up = row[j];
+            row[j] = std::min({up + 1, row[j - 1] + 1, diag + (a[i - 1] != b[j - 1]), out});
             diag = up;
+            best = std::min(best, row[j]);
         }
+        if (best > limit)
+            return false;
     }
-    return row[b.size()];
+    return row[b.size()] <= limit;
 }
+
+// Variables are offered as "did you mean" only while there are at most this
+// many, so that a typo costs a bounded time however many a script makes.
+constexpr std::size_t kSuggestAmong = 1000;
 
 // " (did you mean a, b?)" from the names within two edits.
 std::string suggest(std::string_view name, const std::vector<std::string> &names) {
     std::vector<std::string> close;
     for (const std::string &n : names)
-        if (edit_distance(name, n) <= (name.size() > 4 ? 2u : 1u) &&
+        if (within_edits(name, n, name.size() > 4 ? 2 : 1) &&
             std::find(close.begin(), close.end(), n) == close.end() && close.size() < 4)
             close.push_back(n);
     std::string out;
@@ -465,8 +481,9 @@ private:
         std::vector<std::string> names;
         for (const Constant &c : m_.constants())
             names.push_back(c.name);
-        for (const auto &[name, value] : s_.variables)
-            names.push_back(name);
+        if (s_.variables.size() <= kSuggestAmong)
+            for (const auto &[name, value] : s_.variables)
+                names.push_back(name);
         throw EvalError("unknown name '" + t.text + "'" + suggest(t.text, names));
     }
 
@@ -595,7 +612,8 @@ private:
         if (rows.empty()) {
             std::vector<std::string> names;
             for (const Row &r : m_.rows())
-                names.push_back(r.name);
+                if (names.empty() || names.back() != r.name)  // a name's rows stand together
+                    names.push_back(r.name);
             for (const TypePtr &type : m_.types())
                 names.push_back(type->name);
             throw EvalError("unknown function '" + t.text + "'" + suggest(t.text, names),

@@ -209,6 +209,9 @@ public:
     CallResult call(const Row &row, std::vector<Arg> &args);
     // Sees every call before it is made (for tools that record calls).
     std::function<void(const Row &, const std::vector<Arg> &)> on_call;
+    // Sees every call's outcome, its fault and violations included (for the
+    // input fuzzer, which checks calls that the language makes).
+    std::function<void(const Row &, const CallResult &)> on_return;
 
     struct Impl;  // internal.h
 

@@ -309,6 +309,46 @@ int run_guarded(KavProc routine) {
     return fault;
 }
 
+// Runs a row with its arguments in place and checks what it did.
+CallResult checked_call(const Row &row, std::vector<Arg> &args) {
+    CallResult out;
+    ActiveCall c;
+    c.row = &row;
+    c.out = &out;
+    for (std::size_t i = 0; i < args.size(); ++i)
+        c.args.push_back(prepare(row.args[i], row.extra_bytes[i], args[i], i));
+
+    if (!row.routine) {
+        c.violation("the row has no routine");
+        return out;
+    }
+    in_call(&c, [&] { out.fault = run_guarded(row.routine); });
+
+    if (out.fault != 0) {
+        // Cut short: what it popped or set so far means nothing.
+        out.result = Value{};
+        return out;
+    }
+    if (c.pops < c.args.size())
+        c.violation("popped " + std::to_string(c.pops) + " of " + std::to_string(c.args.size()) +
+                    " arguments");
+    if (c.result_slots.empty()) {
+        c.violation("no result set");
+    } else if (c.result_slots.size() > 1) {
+        std::string list;
+        for (const std::string &s : c.result_slots)
+            list += (list.empty() ? "" : ", ") + s;
+        c.violation(std::to_string(c.result_slots.size()) + " results set (" + list + ")");
+        c.result = Value{};
+    }
+    out.result = std::move(c.result);
+
+    for (ArgSlot &a : c.args)
+        if (a.variable && a.storage)
+            std::memcpy(a.variable->bytes.data(), a.storage.get(), a.declared);
+    return out;
+}
+
 }  // namespace
 
 std::string describe_fault(int signal) {
@@ -361,41 +401,9 @@ CallResult Module::call(const Row &row, std::vector<Arg> &args) {
                                     " arguments");
     if (on_call)
         on_call(row, args);
-    CallResult out;
-    ActiveCall c;
-    c.row = &row;
-    c.out = &out;
-    for (std::size_t i = 0; i < args.size(); ++i)
-        c.args.push_back(prepare(row.args[i], row.extra_bytes[i], args[i], i));
-
-    if (!row.routine) {
-        c.violation("the row has no routine");
-        return out;
-    }
-    in_call(&c, [&] { out.fault = run_guarded(row.routine); });
-
-    if (out.fault != 0) {
-        // Cut short: what it popped or set so far means nothing.
-        out.result = Value{};
-        return out;
-    }
-    if (c.pops < c.args.size())
-        c.violation("popped " + std::to_string(c.pops) + " of " + std::to_string(c.args.size()) +
-                    " arguments");
-    if (c.result_slots.empty()) {
-        c.violation("no result set");
-    } else if (c.result_slots.size() > 1) {
-        std::string list;
-        for (const std::string &s : c.result_slots)
-            list += (list.empty() ? "" : ", ") + s;
-        c.violation(std::to_string(c.result_slots.size()) + " results set (" + list + ")");
-        c.result = Value{};
-    }
-    out.result = std::move(c.result);
-
-    for (ArgSlot &a : c.args)
-        if (a.variable && a.storage)
-            std::memcpy(a.variable->bytes.data(), a.storage.get(), a.declared);
+    CallResult out = checked_call(row, args);
+    if (on_return)
+        on_return(row, out);
     return out;
 }
 

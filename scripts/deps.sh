@@ -71,21 +71,59 @@ kav_i386_deps() {
   if [[ ${KAV_EMULATE_I386:-0} != 0 ]] || ! kav_runs_i386; then kav_deps qemu-user; fi
 }
 
-# Builds the fuzz preset (clang's libFuzzer, ASan and UBSan) and fuzzes every
-# row from seeds made of the conformance vectors' calls: kav_fuzz CORPUS
-# [FLAGS...]. New inputs go to the folder CORPUS, findings to
+# Builds the fuzz preset (clang's libFuzzer, ASan and UBSan) once per run.
+kav_fuzz_build() {
+  [[ -n ${kav_fuzz_built:-} ]] && return 0
+  kav_deps clang libclang-rt-14-dev
+  cmake --preset fuzz >/dev/null || return 1
+  cmake --build --preset fuzz >/dev/null || return 1
+  mkdir -p build/fuzz/findings
+  kav_fuzz_built=1
+}
+
+# Fuzzes every row from seeds made of the conformance vectors' calls:
+# kav_fuzz CORPUS [FLAGS...]. New inputs go to the folder CORPUS, findings to
 # build/fuzz/findings; the flags go to libFuzzer (-runs=N, -max_total_time=S,
 # -jobs=N ...).
 kav_fuzz() {
-  kav_deps clang libclang-rt-14-dev
-  cmake --preset fuzz >/dev/null
-  cmake --build --preset fuzz >/dev/null
+  kav_fuzz_build || return 1
   local corpus=$1 out=build/fuzz seeds=build/fuzz/seeds
   shift
   rm -rf "$seeds"
-  mkdir -p "$seeds" "$corpus" "$out/findings"
+  mkdir -p "$seeds" "$corpus"
   "$out/tests/fuzz/fuzz_seeds" seeds "$out/src/libKAV_mod_math.so.1" "$seeds" tests/vectors/*.kvt
   "$out/tests/fuzz/fuzz_rows" -artifact_prefix="$out/findings/" -print_final_stats=1 "$@" \
+    "$corpus" "$seeds"
+}
+
+# Fuzzes what people type (tests/fuzz/fuzz_input.cpp): kav_fuzz_input CORPUS
+# [FLAGS...], as kav_fuzz; its findings are build/fuzz/findings/input-*. The
+# seeds are the vectors' paragraphs as .kvt files and as scripts, the tour's
+# and the README's expressions; the dictionary holds every script name, type
+# and constant that kavmath --list shows, and the language's own words.
+kav_fuzz_input() {
+  kav_fuzz_build || return 1
+  local corpus=$1 out=build/fuzz seeds=build/fuzz/input-seeds dict=build/fuzz/input.dict list
+  shift
+  rm -rf "$seeds"
+  mkdir -p "$seeds" "$corpus"
+  # The first byte picks the way in: @ a script, A command-line operands,
+  # B a .kvt file, H a script with --echo.
+  awk -v dir="$seeds" -v RS= '{
+      n++; printf "B%s\n", $0 >(dir "/kvt" n); close(dir "/kvt" n)
+      gsub(/ *=>[^\n]*/, ""); printf "@%s\n", $0 >(dir "/script" n); close(dir "/script" n)
+    }' tests/vectors/*.kvt
+  { printf H; grep -o "'[^'%]*'" scripts/tour.sh | tr -d "'"; } >"$seeds/tour"
+  { printf A; sed -n "s/^ *\\\$ kavmath //p" README.md | grep -o "'[^']*'" | tr -d "'"; } >"$seeds/readme"
+  list=$("$out/host/kavmath" --lib "$out/src/libKAV_mod_math.so.1" --list)
+  {
+    sed -n 's/^\([A-Za-z_][A-Za-z0-9_]*\)(.*/"\1("/p' <<<"$list" | uniq
+    sed -n 's/^type \(.*\)/"\1("/p; s/^const \([^ ]*\) = .*/"\1"/p' <<<"$list"
+    printf '"%s"\n' '(' ')' ',' '=' '&' '-' '=>' '#' f32\( f64\( null nan inf nanf inff raises \
+      within ulp 0x e- f '\"' '\x0a' 2147483648 1e308 ' '
+  } >"$dict"
+  "$out/tests/fuzz/fuzz_input" -artifact_prefix="$out/findings/input-" -print_final_stats=1 \
+    -dict="$dict" -max_len=4096 -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=256 "$@" \
     "$corpus" "$seeds"
 }
 

@@ -4,9 +4,9 @@
 # run natively where the kernel executes 32-bit programs and under qemu-i386
 # otherwise; KAV_EMULATE_I386=1 forces emulation. A preset that cannot build
 # or runs no test counts as a failure, never as a skip. Then the two targets'
-# answers to one corpus of calls are compared by bits, and a short fuzz pass
-# runs every row under the sanitizers, and the module built by clang is
-# compared with the default build.
+# answers to one corpus of calls are compared by bits, short fuzz passes run
+# every row and what people type under the sanitizers, and the module built
+# by clang is compared with the default build.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/deps.sh
@@ -117,19 +117,25 @@ if [[ -x build/default/$corpus ]]; then
   fi
 fi
 
-# A short fuzz pass over every row under ASan and UBSan: a fixed number of
-# executions from a fixed seed. Counts as one test.
-echo "== fuzz"
-fuzz_corpus=$(mktemp -d)
-if kav_fuzz "$fuzz_corpus" -seed=1 -runs=200000 >build/fuzz.txt 2>&1; then
-  passed=$((passed + 1))
-  summary+=("fuzz: $(grep -Eo 'DONE +cov: [0-9]+' build/fuzz.txt | tail -n 1), 200000 runs, no finding")
-else
-  failed=$((failed + 1)) status=1
-  tail -n 30 build/fuzz.txt
-  summary+=("fuzz: a finding or a failed build (build/fuzz.txt)")
-fi
-rm -rf "$fuzz_corpus"
+# Short fuzz passes under ASan and UBSan, each a fixed number of executions
+# from a fixed seed and counted as one test: every row, then what people type
+# (script lines, command-line operands and .kvt files through kavmath's code).
+fuzz_pass() {  # NAME LOG RUNS FUNCTION (kav_fuzz or kav_fuzz_input)
+  local name=$1 log=$2 runs=$3 corpus
+  echo "== $name"
+  corpus=$(mktemp -d)
+  if "$4" "$corpus" -seed=1 -runs="$runs" >"$log" 2>&1; then
+    passed=$((passed + 1))
+    summary+=("$name: $(grep -Eo 'DONE +cov: [0-9]+' "$log" | tail -n 1), $runs runs, no finding")
+  else
+    failed=$((failed + 1)) status=1
+    tail -n 30 "$log"
+    summary+=("$name: a finding or a failed build ($log)")
+  fi
+  rm -rf "$corpus"
+}
+fuzz_pass fuzz build/fuzz.txt 200000 kav_fuzz
+fuzz_pass "fuzz input" build/fuzz-input.txt 60000 kav_fuzz_input
 
 # The same tests on both targets: nothing may be left out of the i386 run.
 if [[ -n ${ran[default]:-} && -n ${ran[i386]:-} && ${ran[default]} != "${ran[i386]}" ]]; then

@@ -77,7 +77,8 @@ TEST(CheckFile, CountsAndNamesFailures) {
         "nosuch(1)\n"                               // 9: error
         "sub(1, 2) => sub(1, 2)\n"                  // 10: bad expectation
         "fixtof(3, 1) => 1.5f raises 1 \"X\" 0 0 0\n"  // 11: missing raise
-        "fixtof(3, 1) => 0.375f within 1 ulp\n");   // 12: outside the tolerance
+        "fixtof(3, 1) => 0.375f within 1 ulp\n"    // 12: outside the tolerance
+        "sub(1, 2)\x1b\n");                          // 13: escaped in the report
     // The second file must not see the first one's variable.
     TempFile next("v => vec2(2, 4)\n");
     CheckReport report;
@@ -94,6 +95,7 @@ TEST(CheckFile, CountsAndNamesFailures) {
         p + ":10: sub(1, 2): bad expectation: calls are not allowed in an expected value: sub",
         p + ":11: fixtof(3, 1): expected 1.5f raises 1 \"X\" 0 0 0, got 1.5f",
         p + ":12: fixtof(3, 1): expected 0.375f within 1 ulp, got 1.5f",
+        p + ":13: sub(1, 2)\\x1b: column 10: unexpected '\\x1b'",
         std::string(next.path) + ":1: v: unknown name 'v'",
     };
     EXPECT_EQ(report.failures, want);

@@ -100,16 +100,22 @@ TEST(CallChecks, ViolationsAreCaught) {
         {"bad_ptr_kind(&v)",
          "bad_ptr_kind(TP(vec2)): pop 1 is pop_int_ptr, but argument 1 is TP(vec2)"},
     };
+    std::string seen;  // on_return sees them too
+    testmod().on_return = [&](const Row &row, const CallResult &r) {
+        seen = r.violations.empty() ? "" : row.signature + ": " + r.violations[0];
+    };
     for (const Case &c : cases) {
         Session s(testmod());
         s.eval("v = vec2(1, 2)");
         Outcome o = s.eval(c.expr);
         ASSERT_FALSE(o.violations.empty()) << c.expr;
         EXPECT_EQ(o.violations[0], c.violation);
+        EXPECT_EQ(seen, c.violation);
         EXPECT_TRUE(o.error.empty()) << o.error;
         // A mismatched pointer pop wrote into scratch memory, not the variable.
         EXPECT_EQ(format_value(s.variables["v"]), "vec2(1.0, 2.0)");
     }
+    testmod().on_return = nullptr;
 }
 
 TEST(CallChecks, WellBehavedRowsPass) {

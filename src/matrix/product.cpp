@@ -13,15 +13,17 @@ using kav::matrix::pop_matrix;
 using kav::matrix::ret_or_zeros;
 using kav::matrix::unrolled;
 
-// The working type of a sum of products: float sums run at extended
-// precision and are rounded once, when the element is stored; int sums wrap.
+// The working type of a sum of products: float sums run in double and are
+// rounded once, when the element is stored (double is more than float
+// precision, and the product of two floats is exact in it; double steps are
+// strict on both targets, SSE2 on i386 too); int sums wrap.
 template <class T>
 struct working {
     using type = T;
 };
 template <>
 struct working<float> {
-    using type = long double;
+    using type = double;
 };
 template <>
 struct working<int32_t> {

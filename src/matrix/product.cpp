@@ -50,12 +50,24 @@ auto dot(const SrcA &a, const SrcB &b) {
     return static_cast<T>(s);
 }
 
-// r[i*R + j] = sum over k of a[i*Q + k] * b[k*R + j].
+// r[i*R + j] = sum over k of a[i*Q + k] * b[k*R + j]. The R sums of a row
+// advance together, each still left to right: a[i*Q + k] times row k of b.
+// b is read into the working type once, before any element is stored.
 struct Regular {
     template <int P, int Q, int R, class M, class SrcA, class SrcB>
     static void apply(M &__restrict r, const SrcA &a, const SrcB &b) {
+        static_assert(P * Q <= SrcA::size && Q * R <= SrcB::size);
+        using T = decltype(a[0]);
+        using W = typename working<T>::type;
+        W wb[Q * R];
+        unrolled<Q * R>([&]<int e>() { wb[e] = W(b[e]); });
         unrolled<P>([&]<int i>() {
-            unrolled<R>([&]<int j>() { r.m[i * R + j] = dot<Q, i * Q, 1, j, R>(a, b); });
+            W s[R];
+            unrolled<R>([&]<int j>() { s[j] = W(a[i * Q]) * wb[j]; });
+            unrolled<Q - 1>([&]<int k>() {
+                unrolled<R>([&]<int j>() { s[j] = s[j] + W(a[i * Q + k + 1]) * wb[(k + 1) * R + j]; });
+            });
+            unrolled<R>([&]<int j>() { r.m[i * R + j] = static_cast<T>(s[j]); });
         });
     }
 };

@@ -31,9 +31,11 @@ void negate() {
 // 1 when every pair of elements compares equal in the element type (a NaN
 // never does), 0 otherwise; mat_ne answers the opposite. An absent reference
 // makes both answer 0. The first unequal pair decides: no element after it
-// is read.
+// is read. Inlined into each routine: the compiler would otherwise merge the
+// identical bodies of two shapes (mat2x4, mat4x2) and reach one through a
+// jump, a tenth of so short a call.
 template <class T, int A, int B, bool answer_when_equal>
-void compare() {
+[[gnu::always_inline]] inline void compare() {
     const auto b = pop_matrix<mat<T, A, B>>();
     const auto a = pop_matrix<mat<T, A, B>>();
     if (!a || !b) {

@@ -57,7 +57,8 @@ void copied() {
 template <class T, int A, int B>
 [[gnu::always_inline]] inline void cleared() {
     const kav::Place<mat<T, A, B>> ref = kav::pop_ref<mat<T, A, B>>();
-    if (ref) std::memset(ref.p, 0, sizeof(mat<T, A, B>));
+    if (ref) [[likely]]
+        std::memset(ref.p, 0, sizeof(mat<T, A, B>));
     kav::ret(int32_t{ref ? 1 : 0});
 }
 

@@ -7,6 +7,7 @@ namespace {
 
 using kav::mat;
 using kav::pop;
+using kav::matrix::unrolled;
 
 template <class T, int A, int B>
 void zeros() {
@@ -26,7 +27,7 @@ void filled() {
 template <class T, int A, int B>
 void from_elements() {
     mat<T, A, B> r;
-    for (int i = A * B - 1; i >= 0; --i) r.m[i] = pop<T>();
+    unrolled<A * B>([&]<int k>() { r.m[A * B - 1 - k] = pop<T>(); });
     kav::ret(r);
 }
 
@@ -35,10 +36,10 @@ void from_elements() {
 template <class T, int A, int B>
 void from_vectors() {
     mat<T, A, B> r;
-    for (int k = B - 1; k >= 0; --k) {
+    unrolled<B>([&]<int j>() {
         const kav::vec<T, A> v = pop<kav::vec<T, A>>();
-        for (int c = 0; c < A; ++c) r.m[k * A + c] = v[c];
-    }
+        for (int c = 0; c < A; ++c) r.m[(B - 1 - j) * A + c] = v[c];
+    });
     kav::ret(r);
 }
 
@@ -47,24 +48,33 @@ void from_vectors() {
 // the elements are copied unchanged.
 template <class T, int A, int B>
 void copied() {
-    kav::ret(kav::matrix::pop_matrix<mat<T, A, B>>().value);
+    const kav::Place<mat<T, A, B>> ref = kav::pop_ref<mat<T, A, B>>();
+    kav::ret(ref ? ref.load() : mat<T, A, B>{});
 }
 
+// Cleared in place, all bytes 0: written straight into the reference.
+// Inlined into each routine, as compare() is (elementwise.cpp).
 template <class T, int A, int B>
-void cleared() {
+[[gnu::always_inline]] inline void cleared() {
     const kav::Place<mat<T, A, B>> ref = kav::pop_ref<mat<T, A, B>>();
-    if (ref) ref.store(mat<T, A, B>{});
+    if (ref) [[likely]]
+        std::memset(ref.p, 0, sizeof(mat<T, A, B>));
     kav::ret(int32_t{ref ? 1 : 0});
+}
+
+// 1 at m[i*N + i], 0 elsewhere: a constant, copied into the reference whole.
+template <class T, int N>
+constexpr mat<T, N, N> identity_matrix() {
+    mat<T, N, N> r{};
+    for (int i = 0; i < N; ++i) r.m[i * N + i] = T(1);
+    return r;
 }
 
 template <class T, int N>
 void identity() {
+    static constexpr mat<T, N, N> one = identity_matrix<T, N>();
     const kav::Place<mat<T, N, N>> ref = kav::pop_ref<mat<T, N, N>>();
-    if (ref) {
-        mat<T, N, N> r{};
-        for (int i = 0; i < N; ++i) r.m[i * N + i] = T(1);
-        ref.store(r);
-    }
+    if (ref) ref.store(one);
     kav::ret(int32_t{ref ? 1 : 0});
 }
 

@@ -7,7 +7,9 @@
 #define KAV_MATRIX_MATRIX_H
 
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
+#include <utility>
 
 #include "frame/frame.h"
 
@@ -65,16 +67,67 @@ struct Negated {
 };
 inline constexpr Negated negated{};
 
-// A matrix reference, read whole: the matrix, or nothing when it is absent.
-template <class M>
-struct Ref {
-    bool present;
-    M value;
+// A matrix reference or a vector argument, read element by element where a
+// rule reads it rather than copied whole first (a comparison may stop at its
+// first element). Each element is read by copy, so no alignment is assumed of
+// the host. A reference may be absent.
+template <class T, int N>
+struct Elements {
+    static constexpr int size = N;
+    const unsigned char *p;
+    explicit operator bool() const { return p != nullptr; }
+    T operator[](int i) const {
+        T v;
+        std::memcpy(&v, p + i * sizeof(T), sizeof v);
+        return v;
+    }
 };
 template <class M>
-Ref<M> pop_matrix() {
-    const Place<M> ref = pop_ref<M>();
-    return ref ? Ref<M>{true, ref.load()} : Ref<M>{false, M{}};
+struct Operand;
+template <class T, int A, int B>
+struct Operand<mat<T, A, B>> : Elements<T, A * B> {};
+template <class T, int N>
+struct Operand<vec<T, N>> : Elements<T, N> {};
+
+template <class M>
+Operand<M> pop_matrix() {
+    return {{static_cast<const unsigned char *>(pop_ref<M>().p)}};
+}
+
+// A vector argument (T(vecN)), read the same way.
+template <class V>
+Operand<V> pop_vector() {
+    return {{static_cast<const unsigned char *>(pop_place<V>().p)}};
+}
+
+// f.template operator()<I>() for I = 0 .. N-1, unrolled: straight-line code,
+// every index a constant of its routine (the products check each read
+// against its operand at compile time).
+template <int N, class F>
+void unrolled(const F &f) {
+    [&]<int... I>(std::integer_sequence<int, I...>) {
+        (f.template operator()<I>(), ...);
+    }(std::make_integer_sequence<int, N>{});
+}
+
+// Sets the call's result: the matrix that fill(r) writes whole. The fills
+// take r as a restrict reference (auto &__restrict r): the operands are host
+// memory, never r, and knowing it lets the compiler run the element loops on
+// whole vectors.
+template <class M, class Fill>
+void ret_filled(const Fill &fill) {
+    M r;
+    fill(r);
+    ret(r);
+}
+
+// The same, or all zeros when an operand is absent (present false).
+template <class M, class Fill>
+void ret_or_zeros(bool present, const Fill &fill) {
+    if (present)
+        ret_filled<M>(fill);
+    else
+        ret(M{});
 }
 
 }  // namespace kav::matrix

@@ -11,12 +11,14 @@ namespace {
 // Written as B groups of A: r[j*A + i] = a[i] * b[j].
 template <class T, int A, int B>
 void outer() {
-    const kav::vec<T, B> b = kav::pop<kav::vec<T, B>>();
-    const kav::vec<T, A> a = kav::pop<kav::vec<T, A>>();
-    kav::mat<T, B, A> r;
-    for (int j = 0; j < B; ++j)
-        for (int i = 0; i < A; ++i) r.m[j * A + i] = kav::matrix::times(a[i], b[j]);
-    kav::ret(r);
+    using kav::matrix::unrolled;
+    const auto b = kav::matrix::pop_vector<kav::vec<T, B>>();
+    const auto a = kav::matrix::pop_vector<kav::vec<T, A>>();
+    kav::matrix::ret_filled<kav::mat<T, B, A>>([&](auto &__restrict r) {
+        unrolled<B>([&]<int j>() {
+            unrolled<A>([&]<int i>() { r.m[j * A + i] = kav::matrix::times(a[i], b[j]); });
+        });
+    });
 }
 
 }  // namespace

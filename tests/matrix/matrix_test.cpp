@@ -80,11 +80,10 @@ T draw(std::mt19937 &g) {
 }
 
 // r[i*R + j] = sum over k of a[i*Q + k] * b[k*R + j], added in increasing k;
-// float sums in long double, int sums wrapping.
+// float sums in double, int sums wrapping.
 template <class T>
 std::vector<T> product(const std::vector<T> &a, const std::vector<T> &b, int P, int Q, int R) {
-    using W = std::conditional_t<std::is_same_v<T, float>, long double,
-                                 std::conditional_t<std::is_same_v<T, double>, double, uint32_t>>;
+    using W = std::conditional_t<std::is_same_v<T, int32_t>, uint32_t, double>;
     std::vector<T> r(P * R);
     for (int i = 0; i < P; ++i)
         for (int j = 0; j < R; ++j) {

@@ -20,12 +20,14 @@ struct components {
     using type = V;
     static constexpr int count = 1;
     static type &at(V &x, int) { return x; }
+    static const type &at(const V &x, int) { return x; }
 };
 template <class T, int N>
 struct components<vec<T, N>> {
     using type = T;
     static constexpr int count = N;
     static type &at(vec<T, N> &v, int i) { return v[i]; }
+    static const type &at(const vec<T, N> &v, int i) { return v[i]; }
 };
 
 // The component type of V: V itself for a scalar.
@@ -66,23 +68,27 @@ C component_result(R r) {
         return static_cast<C>(r);
 }
 
-// rule applied to each component in the order x, y, z, w.
+// rule applied to each component in the order x, y, z, w. The result is a
+// value of its own, returned in place: overwriting the argument and returning
+// it made a copy whose wide loads of the narrow component stores stall.
 template <class V, class Rule>
-V each(V x, const Rule &rule) {
+V each(const V &x, const Rule &rule) {
     using C = component_t<V>;
+    V r;
     for (int i = 0; i < components<V>::count; ++i)
-        components<V>::at(x, i) = component_result<C>(rule(components<V>::at(x, i)));
-    return x;
+        components<V>::at(r, i) = component_result<C>(rule(components<V>::at(x, i)));
+    return r;
 }
 
 // rule applied to each pair of components: (a.x, b.x), (a.y, b.y), ...
 template <class V, class Rule>
-V each(V a, V b, const Rule &rule) {
+V each(const V &a, const V &b, const Rule &rule) {
     using C = component_t<V>;
+    V r;
     for (int i = 0; i < components<V>::count; ++i)
-        components<V>::at(a, i) =
+        components<V>::at(r, i) =
             component_result<C>(rule(components<V>::at(a, i), components<V>::at(b, i)));
-    return a;
+    return r;
 }
 
 // rule applied to each component with the one value s. A rule may prepare s

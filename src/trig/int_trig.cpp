@@ -39,12 +39,19 @@ int32_t via_single(double x, long double scale) {
 
 // The vector sin, cos and tan store the reduced angles back into the
 // caller's argument, so the caller's variable holds them afterwards. Intended.
-template <class V, class Reduce>
-V reduce_in_place(Reduce reduce) {
+// One component at a time: reduced, stored back, evaluated (whole-vector
+// copies of freshly stored components stall the loads that read them).
+template <class V, int32_t (*Reduce)(int32_t), class Value>
+V reduce_in_place(const Value &value) {
     const Place<V> arg = pop_place<V>();
-    const V reduced = each(arg.load(), reduce);
-    arg.store(reduced);
-    return reduced;
+    V result;
+    for (int i = 0; i < components<V>::count; ++i) {
+        const Place<int32_t> c{static_cast<char *>(arg.p) + i * sizeof(int32_t)};
+        const int32_t reduced = Reduce(c.load());
+        c.store(reduced);
+        components<V>::at(result, i) = value(reduced);
+    }
+    return result;
 }
 
 // ---- sin, cos -------------------------------------------------------------
@@ -76,7 +83,7 @@ void wave_form(const Wave &w) {
         // that is the scalar value; below 180000 it would read before the
         // table, and there the component takes the scalar value instead. Our
         // choice: vector and scalar forms agree at every angle.
-        ret(each(reduce_in_place<V>(turn_angle), value));
+        ret(reduce_in_place<V, turn_angle>(value));
     }
 }
 
@@ -101,7 +108,7 @@ void tangent_form() {
         // The vector forms compute the tangent at +90 degrees as well (about
         // -1.18e10, scaled out of the int range), so it gives -2147483648
         // like -90 degrees. Intended.
-        ret(each(reduce_in_place<V>(tangent_angle), tangent_at));
+        ret(reduce_in_place<V, tangent_angle>(tangent_at));
     }
 }
 

@@ -36,12 +36,13 @@ struct MillidegreesToDegrees {
     }
 };
 
-// A plain product carried at extended precision and rounded once; no range test.
+// A plain product carried at extended precision, rounded once to the
+// component type when it is set; no range test.
 struct Scale {
     double factor;
     template <class T>
-    T operator()(T v) const {
-        return static_cast<T>(static_cast<long double>(v) * factor);
+    long double operator()(T v) const {
+        return static_cast<long double>(v) * factor;
     }
 };
 constexpr Scale DEGREES_TO_RADIANS{0.017453292519943295};

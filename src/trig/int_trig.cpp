@@ -56,25 +56,24 @@ V reduce_in_place(const Value &value) {
 
 // ---- sin, cos -------------------------------------------------------------
 
-// A quarter-wave table unfolded over the turn.
+// A quarter-wave table unfolded over the turn. The table and signs are
+// template arguments, so each family's routines have them as constants.
+template <const int32_t (&Table)[KAV_SIN_TAB_SIZE], int32_t SecondSign>
 struct Wave {
-    const int32_t *table;
-    int32_t second_sign;  // sine +1, cosine -1; the fourth quadrant has the
-                          // other sign, the third is always negative
+    // SecondSign: sine +1, cosine -1; the fourth quadrant has the other
+    // sign, the third is always negative
+    int32_t operator()(int32_t r) const {
+        if (r <= QUARTER_TURN) return Table[r];
+        if (r <= HALF_TURN) return SecondSign * Table[HALF_TURN - r];
+        if (r <= HALF_TURN + QUARTER_TURN) return -Table[r - HALF_TURN];
+        return -SecondSign * Table[FULL_TURN - r];
+    }
 };
-const Wave SINE{sin_tab, 1};
-const Wave COSINE{cos_tab, -1};
+constexpr Wave<sin_tab, 1> SINE{};
+constexpr Wave<cos_tab, -1> COSINE{};
 
-int32_t wave_at(const Wave &w, int32_t r) {
-    if (r <= QUARTER_TURN) return w.table[r];
-    if (r <= HALF_TURN) return w.second_sign * w.table[HALF_TURN - r];
-    if (r <= HALF_TURN + QUARTER_TURN) return -w.table[r - HALF_TURN];
-    return -w.second_sign * w.table[FULL_TURN - r];
-}
-
-template <class V>
-void wave_form(const Wave &w) {
-    const auto value = [&](int32_t r) { return wave_at(w, r); };
+template <class V, class W>
+void wave_form(const W &value) {
     if constexpr (is_scalar<V>) {
         ret(value(turn_angle(pop<int32_t>())));
     } else {
@@ -114,20 +113,22 @@ void tangent_form() {
 
 // ---- asin, acos -----------------------------------------------------------
 
+// The table is a template argument, as for the waves.
+template <const int32_t (&Table)[KAV_ASIN_TAB_SIZE]>
 struct Arc {
-    const int32_t *table;  // indexed by the sine value plus 1000
-    const char *name;      // as the script user sees it in the error
+    const char *name;  // as the script user sees it in the error
+    int32_t at(int32_t s) const { return Table[s + 1000]; }
 };
-const Arc ARCSINE{asin_tab, "ASIN"};
-const Arc ARCCOSINE{acos_tab, "ACOS"};
+constexpr Arc<asin_tab> ARCSINE{"ASIN"};
+constexpr Arc<acos_tab> ARCCOSINE{"ACOS"};
 
 // -1000..1000, tested as one unsigned comparison.
 bool is_sine_value(int32_t s) { return uint32_t(s) + 1000u <= 2000u; }
 
 // The first component outside -1000..1000 raises error 171 once and ends the
 // call: a scalar answers -2147483648, a vector all zeros.
-template <class V>
-void arc_form(const Arc &arc) {
+template <class V, class A>
+void arc_form(const A &arc) {
     V x = pop<V>();
     for (int i = 0; i < components<V>::count; ++i) {
         int32_t &c = components<V>::at(x, i);
@@ -139,7 +140,7 @@ void arc_form(const Arc &arc) {
                 ret(V{});
             return;
         }
-        c = arc.table[c + 1000];
+        c = arc.at(c);
     }
     ret(x);
 }

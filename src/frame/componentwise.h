@@ -68,33 +68,68 @@ C component_result(R r) {
         return static_cast<C>(r);
 }
 
+// An argument as each() reads it: a scalar by value; a vector in place, each
+// component copied out of the host's memory when the rule takes it (a copy
+// of the whole vector first cost up to a tenth more on rows of a few library
+// calls, exp(T(vec4)) among them).
+template <class V>
+auto pop_arg() {
+    if constexpr (is_scalar<V>)
+        return pop<V>();
+    else
+        return pop_place<V>();
+}
+
+template <class X>
+struct value_of {
+    using type = X;
+};
+template <class V>
+struct value_of<Place<V>> {
+    using type = V;
+};
+
+// Component i of a value, or of a vector in place (no alignment assumed).
+template <class V>
+const component_t<V> &component(const V &x, int i) {
+    return components<V>::at(x, i);
+}
+template <class V>
+component_t<V> component(const Place<V> &x, int i) {
+    component_t<V> c;
+    std::memcpy(&c, static_cast<const char *>(x.p) + i * sizeof c, sizeof c);
+    return c;
+}
+
 // rule applied to each component in the order x, y, z, w. The result is a
-// value of its own, returned in place: overwriting the argument and returning
-// it made a copy whose wide loads of the narrow component stores stall.
-template <class V, class Rule>
-V each(const V &x, const Rule &rule) {
+// value of its own, built where the caller takes it: overwriting a copy of
+// the argument and returning that made one more copy, whose wide loads of
+// the narrow component stores stalled.
+template <class X, class Rule>
+auto each(const X &x, const Rule &rule) {
+    using V = typename value_of<X>::type;
     using C = component_t<V>;
     V r;
     for (int i = 0; i < components<V>::count; ++i)
-        components<V>::at(r, i) = component_result<C>(rule(components<V>::at(x, i)));
+        components<V>::at(r, i) = component_result<C>(rule(component(x, i)));
     return r;
 }
 
 // rule applied to each pair of components: (a.x, b.x), (a.y, b.y), ...
-template <class V, class Rule>
-V each(const V &a, const V &b, const Rule &rule) {
+template <class X, class Y, class Rule>
+auto each(const X &a, const Y &b, const Rule &rule) {
+    using V = typename value_of<X>::type;
     using C = component_t<V>;
     V r;
     for (int i = 0; i < components<V>::count; ++i)
-        components<V>::at(r, i) =
-            component_result<C>(rule(components<V>::at(a, i), components<V>::at(b, i)));
+        components<V>::at(r, i) = component_result<C>(rule(component(a, i), component(b, i)));
     return r;
 }
 
 // rule applied to each component with the one value s. A rule may prepare s
 // once for the whole value through rule.with(s).
-template <class V, class S, class Rule>
-V each_with(V a, S s, const Rule &rule) {
+template <class X, class S, class Rule>
+auto each_with(const X &a, S s, const Rule &rule) {
     if constexpr (requires { rule.with(s); })
         return each(a, rule.with(s));
     else
@@ -104,7 +139,7 @@ V each_with(V a, S s, const Rule &rule) {
 // One argument; the result has its type.
 template <class V, class Rule>
 void unary(const Rule &rule) {
-    ret(each(pop<V>(), rule));
+    ret(each(pop_arg<V>(), rule));
 }
 
 // Two arguments, the second popped first; the result has the first's type.
@@ -112,8 +147,8 @@ void unary(const Rule &rule) {
 // the first meets the one second value.
 template <class A, class B = A, class Rule>
 void binary(const Rule &rule) {
-    const B b = pop<B>();
-    const A a = pop<A>();
+    const auto b = pop_arg<B>();
+    const auto a = pop_arg<A>();
     if constexpr (std::is_same_v<A, B>)
         ret(each(a, b, rule));
     else

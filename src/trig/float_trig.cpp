@@ -21,6 +21,13 @@ Unit angle_unit() { return math_angle_unit == RADIAN_UNIT ? Unit::Radian : Unit:
 constexpr long double PI = 3.141592653589793;  // pi as a double, widened
 constexpr long double HALF_TURN = 180000.0L;
 
+// Both conversions stay at extended precision: neither step is exact in
+// double (a double times 180000 = 2^5 * 5625 needs up to 66 bits, times pi
+// up to 106), so double steps round elsewhere and change results: asin(D)
+// of 0.82329471587356862 gives 55415.980573647939 milli-degrees this way and
+// 55415.980573647932 in double; the radians of -217763.01410876354
+// milli-degrees are -3.8006815852647891, in double -3.8006815852647886.
+
 // Value times pi, then divided by the half turn: in this order.
 double to_radians(long double millidegrees) {
     return static_cast<double>(millidegrees * PI / HALF_TURN);
@@ -108,7 +115,7 @@ struct Hypot {
 // components go through the rule's form for it.
 template <class V, class Rule>
 void unary_in_unit(const Rule &rule) {
-    const V x = pop<V>();
+    const auto x = pop_arg<V>();
     if (angle_unit() == Unit::Radian)
         ret(each(x, [&](auto c) { return rule.in_radians(c); }));
     else
@@ -117,8 +124,8 @@ void unary_in_unit(const Rule &rule) {
 
 template <class V, class Rule>
 void binary_in_unit(const Rule &rule) {
-    const V b = pop<V>();
-    const V a = pop<V>();
+    const auto b = pop_arg<V>();
+    const auto a = pop_arg<V>();
     if (angle_unit() == Unit::Radian)
         ret(each(a, b, [&](auto p, auto q) { return rule.in_radians(p, q); }));
     else

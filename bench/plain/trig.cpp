@@ -1,5 +1,5 @@
 // Plain readings of the trigonometry: integer, floating, angle conversions.
-#include "plain.h"
+#include "each.h"
 
 #define K_MILLIDEG 57295.77951  // radians to milli-degrees, as the int angles use it
 #define PI_D 3.141592653589793
@@ -161,27 +161,10 @@ PLAIN("atan2(I,I)") {
     ret_int(arctangent2_of(a, b));
 }
 
-#define ATAN_IVEC(V, N)                                         \
-    PLAIN("atan(T(" #V "))") {                                  \
-        const int32_t *a = (const int32_t *)pop_struct();       \
-        V r;                                                    \
-        int32_t *c = (int32_t *)&r;                             \
-        for (int i = 0; i < N; i++)                             \
-            c[i] = arctangent_of(a[i]);                         \
-        ret_struct(&r, sizeof r);                               \
-    }                                                           \
-    PLAIN("atan2(T(" #V "),T(" #V "))") {                       \
-        const int32_t *b = (const int32_t *)pop_struct();       \
-        const int32_t *a = (const int32_t *)pop_struct();       \
-        V r;                                                    \
-        int32_t *c = (int32_t *)&r;                             \
-        for (int i = 0; i < N; i++)                             \
-            c[i] = arctangent2_of(a[i], b[i]);                  \
-        ret_struct(&r, sizeof r);                               \
-    }
-ATAN_IVEC(ivec2, 2)
-ATAN_IVEC(ivec3, 3)
-ATAN_IVEC(ivec4, 4)
+PLAIN_EACH_INT(atan, arctangent_of)
+PLAIN_EACH2("atan2(T(ivec2),T(ivec2))", arctangent2_of, ivec2, int32_t, 2)
+PLAIN_EACH2("atan2(T(ivec3),T(ivec3))", arctangent2_of, ivec3, int32_t, 3)
+PLAIN_EACH2("atan2(T(ivec4),T(ivec4))", arctangent2_of, ivec4, int32_t, 4)
 
 // ---- Floating sin, cos, tan ----------------------------------------------------
 
@@ -203,35 +186,22 @@ static double radians_of(double v) { return (double)((long double)v * PI_D / 180
 
 // Radians to milli-degrees: times 180000, then over pi, at extended
 // precision, rounded once to the type.
-#define INVERSE(name, fn_f, fn_d)                                                            \
-    static float name##_f(float x) {                                                         \
-        return *plain_angle_unit == 1 ? fn_f(x)                                              \
-                                      : (float)((long double)fn_d((double)x) * 180000.0L / PI_D);    \
-    }                                                                                        \
-    static double name##_d(double x) {                                                       \
-        return *plain_angle_unit == 1 ? fn_d(x)                                              \
-                                      : (double)((long double)fn_d(x) * 180000.0L / PI_D);   \
+#define INVERSE(name, fn_f, fn_d)                                                 \
+    static float name##_f(float x) {                                              \
+        if (*plain_angle_unit == 1)                                               \
+            return fn_f(x);                                                       \
+        return (float)((long double)fn_d((double)x) * 180000.0L / PI_D);          \
+    }                                                                             \
+    static double name##_d(double x) {                                            \
+        if (*plain_angle_unit == 1)                                               \
+            return fn_d(x);                                                       \
+        return (double)((long double)fn_d(x) * 180000.0L / PI_D);                 \
     }
 
 // One argument, the same type back; vectors component by component.
 #define UNARY_FLOATING(name)                                       \
-    PLAIN(#name "(F)") { ret_float(name##_f(pop_float())); }       \
-    PLAIN(#name "(D)") { ret_double(name##_d(pop_double())); }     \
-    UNARY_VEC(name, vec2, float, f, 2)                             \
-    UNARY_VEC(name, vec3, float, f, 3)                             \
-    UNARY_VEC(name, vec4, float, f, 4)                             \
-    UNARY_VEC(name, dvec2, double, d, 2)                           \
-    UNARY_VEC(name, dvec3, double, d, 3)                           \
-    UNARY_VEC(name, dvec4, double, d, 4)
-#define UNARY_VEC(name, V, C, s, N)                                \
-    PLAIN(#name "(T(" #V "))") {                                   \
-        const C *a = (const C *)pop_struct();                      \
-        V r;                                                       \
-        C *c = (C *)&r;                                            \
-        for (int i = 0; i < N; i++)                                \
-            c[i] = name##_##s(a[i]);                               \
-        ret_struct(&r, sizeof r);                                  \
-    }
+    PLAIN_SCALARS(name, name##_f, name##_d)                        \
+    PLAIN_EACH_FLOATING(name, name##_f, name##_d)
 
 FORWARD(sin, sinf, sin)
 FORWARD(cos, cosf, cos)
@@ -275,54 +245,13 @@ static double atan2_d(double y, double x) {
 static float hypot_f(float a, float b) { return (float)hypot((double)a, (double)b); }
 static double hypot_d(double a, double b) { return hypot(a, b); }
 
-// Two arguments, the second popped first; vectors pair components.
-#define BINARY_VEC(name, V, C, s, N)                               \
-    PLAIN(#name "(T(" #V "),T(" #V "))") {                         \
-        const C *b = (const C *)pop_struct();                      \
-        const C *a = (const C *)pop_struct();                      \
-        V r;                                                       \
-        C *c = (C *)&r;                                            \
-        for (int i = 0; i < N; i++)                                \
-            c[i] = name##_##s(a[i], b[i]);                         \
-        ret_struct(&r, sizeof r);                                  \
-    }
-#define BINARY_FLOATING(name)                                      \
-    PLAIN(#name "(F,F)") {                                         \
-        const float b = pop_float();                               \
-        const float a = pop_float();                               \
-        ret_float(name##_f(a, b));                                 \
-    }                                                              \
-    PLAIN(#name "(D,D)") {                                         \
-        const double b = pop_double();                             \
-        const double a = pop_double();                             \
-        ret_double(name##_d(a, b));                                \
-    }                                                              \
-    BINARY_VEC(name, vec2, float, f, 2)                            \
-    BINARY_VEC(name, vec3, float, f, 3)                            \
-    BINARY_VEC(name, vec4, float, f, 4)                            \
-    BINARY_VEC(name, dvec2, double, d, 2)                          \
-    BINARY_VEC(name, dvec3, double, d, 3)                          \
-    BINARY_VEC(name, dvec4, double, d, 4)
-BINARY_FLOATING(atan2)
-BINARY_FLOATING(hypot)
-
-// Every component against the one scalar.
-#define BINARY_VEC_SCALAR(name, V, C, S, pop_s, s, N)              \
-    PLAIN(#name "(T(" #V ")," #S ")") {                            \
-        const C b = pop_s();                                       \
-        const C *a = (const C *)pop_struct();                      \
-        V r;                                                       \
-        C *c = (C *)&r;                                            \
-        for (int i = 0; i < N; i++)                                \
-            c[i] = name##_##s(a[i], b);                            \
-        ret_struct(&r, sizeof r);                                  \
-    }
-BINARY_VEC_SCALAR(hypot, vec2, float, F, pop_float, f, 2)
-BINARY_VEC_SCALAR(hypot, vec3, float, F, pop_float, f, 3)
-BINARY_VEC_SCALAR(hypot, vec4, float, F, pop_float, f, 4)
-BINARY_VEC_SCALAR(hypot, dvec2, double, D, pop_double, d, 2)
-BINARY_VEC_SCALAR(hypot, dvec3, double, D, pop_double, d, 3)
-BINARY_VEC_SCALAR(hypot, dvec4, double, D, pop_double, d, 4)
+// Two arguments, the second popped first; vectors pair components, or
+// every component meets the one scalar.
+PLAIN_SCALARS2(atan2, atan2_f, atan2_d)
+PLAIN_EACH2_FLOATING(atan2, atan2_f, atan2_d)
+PLAIN_SCALARS2(hypot, hypot_f, hypot_d)
+PLAIN_EACH2_FLOATING(hypot, hypot_f, hypot_d)
+PLAIN_EACH_WITH_FLOATING(hypot, hypot_f, hypot_d)
 
 // ---- Angle conversions -----------------------------------------------------------
 
@@ -342,9 +271,7 @@ static double radtodeg_d(double v) { return (double)((long double)v * 57.2957795
 
 #define UNARY_INT(name)                                            \
     PLAIN(#name "(I)") { ret_int(name##_i(pop_int())); }           \
-    UNARY_VEC(name, ivec2, int32_t, i, 2)                          \
-    UNARY_VEC(name, ivec3, int32_t, i, 3)                          \
-    UNARY_VEC(name, ivec4, int32_t, i, 4)
+    PLAIN_EACH_INT(name, name##_i)
 UNARY_INT(degtomil)
 UNARY_INT(miltodeg)
 UNARY_FLOATING(degtomil)

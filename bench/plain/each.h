@@ -87,4 +87,13 @@
 #define PLAIN_EACH_WITH_FLOATING(fam, fn_f, fn_d) \
     PLAIN_FLOATING_VECTORS(PLAIN_EACH_WITH, PLAIN_SIG_WITH, fam, fn_f, fn_d)
 
+// A family whose scalar rules are fam_f and fam_d: its F and D forms and its
+// vector forms, of one argument or of two paired.
+#define PLAIN_UNARY_FAMILY(fam)                                    \
+    PLAIN_SCALARS(fam, fam##_f, fam##_d)                           \
+    PLAIN_EACH_FLOATING(fam, fam##_f, fam##_d)
+#define PLAIN_BINARY_FAMILY(fam, fn_f, fn_d)                       \
+    PLAIN_SCALARS2(fam, fn_f, fn_d)                                \
+    PLAIN_EACH2_FLOATING(fam, fn_f, fn_d)
+
 #endif  // KAV_BENCH_PLAIN_EACH_H

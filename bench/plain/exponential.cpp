@@ -29,15 +29,11 @@ static double sqrt_d(double x) { return sqrt(x); }
 static float inversesqrt_vf(float x) { return (float)(1.0 / (double)sqrtf(x)); }
 static double inversesqrt_d(double x) { return 1.0 / sqrt(x); }
 
-#define UNARY_FAMILY(fam)                                          \
-    PLAIN_SCALARS(fam, fam##_f, fam##_d)                           \
-    PLAIN_EACH_FLOATING(fam, fam##_f, fam##_d)
-
-UNARY_FAMILY(exp)
-UNARY_FAMILY(log)
-UNARY_FAMILY(log2)
-UNARY_FAMILY(log10)
-UNARY_FAMILY(sqrt)
+PLAIN_UNARY_FAMILY(exp)
+PLAIN_UNARY_FAMILY(log)
+PLAIN_UNARY_FAMILY(log2)
+PLAIN_UNARY_FAMILY(log10)
+PLAIN_UNARY_FAMILY(sqrt)
 
 // The table sends exp2 of a float vector to exp: e to the x there.
 PLAIN_SCALARS(exp2, exp2_f, exp2_d)
@@ -65,10 +61,8 @@ static double logb_d(double x, double b) { return log(x) / log(b); }
 static float pow_f(float x, float e) { return (float)pow((double)x, (double)e); }
 static double pow_d(double x, double e) { return pow(x, e); }
 
-PLAIN_SCALARS2(log, logb_f, logb_d)
-PLAIN_EACH2_FLOATING(log, logb_f, logb_d)
-PLAIN_SCALARS2(pow, pow_f, pow_d)
-PLAIN_EACH2_FLOATING(pow, pow_f, pow_d)
+PLAIN_BINARY_FAMILY(log, logb_f, logb_d)
+PLAIN_BINARY_FAMILY(pow, pow_f, pow_d)
 
 // A vector to one base: the base's logarithm once (for float vectors the
 // single-precision one, a float), each component's in double.

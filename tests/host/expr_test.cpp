@@ -105,6 +105,8 @@ TEST(Expressions, LiteralsConstantsAndStructs) {
     EXPECT_EQ(eval(s, "sub(1,,2)"), "error: column 7: expected a value, found ','");
     EXPECT_EQ(eval(s, "sub(1, 2"), "error: column 9: expected ',' or ')' at the end");
     EXPECT_EQ(eval(s, "ONE = 2"), "error: cannot assign to ONE");
+    // A variable never holds null (an FP argument once met one that did).
+    EXPECT_EQ(eval(s, "n = null"), "error: null is only an argument, for an absent TP(type) reference");
     EXPECT_EQ(eval(s, "x = sub(4, 1)"), "3");
     EXPECT_EQ(eval(s, "sub(x, x)"), "0");
 }

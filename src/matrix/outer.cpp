@@ -11,13 +11,14 @@ namespace {
 // Written as B groups of A: r[j*A + i] = a[i] * b[j].
 template <class T, int A, int B>
 void outer() {
-    using kav::matrix::unrolled;
     const auto b = kav::matrix::pop_vector<kav::vec<T, B>>();
     const auto a = kav::matrix::pop_vector<kav::vec<T, A>>();
+    // Plain loops, which the compiler turns into packed products: the rows
+    // that pass ints read them as subnormal floats, where each scalar product
+    // would pay its own microcode assist.
     kav::matrix::ret_filled<kav::mat<T, B, A>>([&](auto &__restrict r) {
-        unrolled<B>([&]<int j>() {
-            unrolled<A>([&]<int i>() { r.m[j * A + i] = kav::matrix::times(a[i], b[j]); });
-        });
+        for (int j = 0; j < B; ++j)
+            for (int i = 0; i < A; ++i) r.m[j * A + i] = kav::matrix::times(a[i], b[j]);
     });
 }
 

@@ -24,18 +24,6 @@ inline int32_t magnitude(int32_t x) {
     return wrap((uint32_t(x) ^ mask) - mask);
 }
 
-// rule applied to each triple of components, into a value of its own (as
-// the frame's each does).
-template <class X, class Y, class Z, class Rule>
-value_t<X> each(const X &a, const Y &b, const Z &c, const Rule &rule) {
-    using V = value_t<X>;
-    V r;
-#pragma GCC unroll 4
-    for (int i = 0; i < components<V>::count; ++i)
-        components<V>::at(r, i) = component_result<component_t<V>>(rule(part(a, i), part(b, i), part(c, i)));
-    return r;
-}
-
 // Three arguments of one type, the last popped first.
 template <class V, class Rule>
 void ternary(const Rule &rule) {

@@ -41,6 +41,7 @@ struct MillidegreesToDegrees {
 // product rounds to the same float: each of the 2^32 floats was checked with
 // both factors. Not so for doubles.
 struct Scale {
+    static constexpr bool rolled = true;  // the x87 products: as for library calls
     double factor;
     double operator()(float v) const { return double{v} * factor; }
     long double operator()(double v) const { return static_cast<long double>(v) * factor; }

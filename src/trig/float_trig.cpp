@@ -70,9 +70,11 @@ struct Forward {
     T in_radians(T x) const {
         return Library{}(x);
     }
-    // strict: the float widened in its SSE register, so that the argument
-    // need not wait in memory for the x87 (the radian path then reloaded it).
-    double in_millidegrees(double x) const { return Library::in_double(to_radians(strict(x))); }
+    // A float is widened in its SSE register (strict), so that it need not
+    // wait in memory for the x87 (the radian path then reloaded it); a
+    // double goes to the x87 straight from where the host holds it.
+    double in_millidegrees(float x) const { return Library::in_double(to_radians(strict(double{x}))); }
+    double in_millidegrees(double x) const { return Library::in_double(to_radians(x)); }
 };
 
 // asin, acos, atan. No domain check: outside [-1, 1] the library's NaN comes
@@ -121,7 +123,7 @@ void unary_in_unit(const Rule &rule) {
     if (angle_unit() == Unit::Radian)
         ret(each(x, [&](auto c) { return rule.in_radians(c); }));
     else
-        ret(each(x, [&](auto c) { return rule.in_millidegrees(c); }));
+        ret(each<true>(x, [&](auto c) { return rule.in_millidegrees(c); }));
 }
 
 template <class V, class Rule>
@@ -131,7 +133,7 @@ void binary_in_unit(const Rule &rule) {
     if (angle_unit() == Unit::Radian)
         ret(each(a, b, [&](auto p, auto q) { return rule.in_radians(p, q); }));
     else
-        ret(each(a, b, [&](auto p, auto q) { return rule.in_millidegrees(p, q); }));
+        ret(each<true>(a, b, [&](auto p, auto q) { return rule.in_millidegrees(p, q); }));
 }
 
 }  // namespace

@@ -9,10 +9,14 @@
 namespace {
 
 // One multiply-with-carry step of both words; returns the raw 32-bit value.
+// Both words are read before either is written: they are exported, so the
+// compiler cannot tell that a store to one leaves the other as it was.
 uint32_t step() {
-    m_z = 36969u * (m_z & 0xFFFFu) + (m_z >> 16);
-    m_w = 18000u * (m_w & 0xFFFFu) + (m_w >> 16);
-    return (m_z << 16) + m_w;
+    const uint32_t z = 36969u * (m_z & 0xFFFFu) + (m_z >> 16);
+    const uint32_t w = 18000u * (m_w & 0xFFFFu) + (m_w >> 16);
+    m_z = z;
+    m_w = w;
+    return (z << 16) + w;
 }
 
 // A raw value brought into the limits a and b, in either order.

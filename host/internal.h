@@ -16,6 +16,7 @@ struct Module::Impl {
     void *handle = nullptr;
     std::vector<Row> rows;
     std::unordered_map<std::string_view, std::size_t> by_signature;  // keys live in rows
+    std::unordered_map<std::string_view, std::vector<const Row *>> by_name;  // in table order
     std::vector<Constant> constants;
     std::vector<TypePtr> types;
     std::vector<SlotCall> slot_calls;

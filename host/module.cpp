@@ -470,8 +470,10 @@ std::unique_ptr<Module> Module::load(const std::string &path, std::string *error
         apply_deviations(im, &row);
         im.rows.push_back(std::move(row));
     }
-    for (const Row &r : im.rows)
+    for (const Row &r : im.rows) {
         im.by_signature.emplace(r.signature, r.index);
+        im.by_name[r.name].push_back(&r);
+    }
     return m;
 }
 
@@ -505,11 +507,8 @@ const Row *Module::find(std::string_view signature) const {
 }
 
 std::vector<const Row *> Module::rows_named(std::string_view name) const {
-    std::vector<const Row *> out;
-    for (const Row &r : impl_->rows)
-        if (r.name == name)
-            out.push_back(&r);
-    return out;
+    auto it = impl_->by_name.find(name);
+    return it == impl_->by_name.end() ? std::vector<const Row *>{} : it->second;
 }
 
 TypePtr Module::type(std::string_view name) const {

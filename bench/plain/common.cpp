@@ -514,6 +514,58 @@ BOUNDED_STEP(double, double, D, pop_double, ret_double)
 BOUNDED_STEP_2D(vec2, float, long double, F, pop_float, sqrtl)
 BOUNDED_STEP_2D(dvec2, double, double, D, pop_double, sqrt)
 
+// ---- slerp, slerpconst: 2-D directions, radians in every unit ----
+// The float forms carry extended precision between acosf and sinf and round
+// when storing. d is the cosine of the angle through the normalised inputs;
+// the results blend the inputs as given.
+#define SLERPS(V, T, W, S, pop, sqrt_fn, acos_fn, sin_fn, PI_T)                  \
+    static W cosine_##V(const V *a, const V *b) {                                \
+        const W ia = 1 / sqrt_fn((W)a->x * a->x + (W)a->y * a->y);               \
+        const W ib = 1 / sqrt_fn((W)b->x * b->x + (W)b->y * b->y);               \
+        return (a->x * ia) * (b->x * ib) + (a->y * ia) * (b->y * ib);            \
+    }                                                                            \
+    PLAIN("slerp(T(" #V "),T(" #V ")," #S ")") {                                 \
+        const W t = pop();                                                       \
+        const V *b = (const V *)pop_struct();                                    \
+        const V *a = (const V *)pop_struct();                                    \
+        const W d = cosine_##V(a, b);                                            \
+        W theta = PI_T, wa, wb;                                                  \
+        if (d > -1 && (d >= 1 || (theta = acos_fn((T)d)) < 0.001)) {             \
+            wa = 1 - t;                                                          \
+            wb = t;                                                              \
+        } else {                                                                 \
+            const W k = 1 / (W)sin_fn((T)theta);                                 \
+            wa = sin_fn((T)((1 - t) * theta)) * k;                               \
+            wb = sin_fn((T)(t * theta)) * k;                                     \
+        }                                                                        \
+        const V r = {(T)(a->x * wa + b->x * wb), (T)(a->y * wa + b->y * wb)};    \
+        ret_struct(&r, sizeof r);                                                \
+    }                                                                            \
+    PLAIN("slerpconst(T(" #V "),T(" #V ")," #S ")") {                            \
+        const T step = pop();                                                    \
+        const V *b = (const V *)pop_struct();                                    \
+        const V *a = (const V *)pop_struct();                                    \
+        W d = cosine_##V(a, b);                                                  \
+        d = d > -1 ? d : -1;                                                     \
+        d = 1 > d ? d : 1;                                                       \
+        const W theta = acos_fn((T)d);                                           \
+        const W f = (theta > step ? (W)step : theta) / theta;                    \
+        V r;                                                                     \
+        if (theta < 0.001) {                                                     \
+            r.x = (T)(a->x * (1 - f) + b->x * f);                                \
+            r.y = (T)(a->y * (1 - f) + b->y * f);                                \
+        } else {                                                                 \
+            const W k = 1 / (W)sin_fn((T)theta);                                 \
+            const W sa = sin_fn((T)((1 - f) * theta));                           \
+            const W sb = sin_fn((T)(f * theta));                                 \
+            r.x = (T)(a->x * sa * k + b->x * sb * k);                            \
+            r.y = (T)(a->y * sa * k + b->y * sb * k);                            \
+        }                                                                        \
+        ret_struct(&r, sizeof r);                                                \
+    }
+SLERPS(vec2, float, long double, F, pop_float, sqrtl, acosf, sinf, 3.1415927f)
+SLERPS(dvec2, double, double, D, pop_double, sqrt, acos, sin, 3.141592653589793)
+
 // Toward b by |d|, never past it.
 PLAIN("near_value(I,I,I)") {
     const int32_t d = pop_int();

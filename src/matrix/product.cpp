@@ -75,29 +75,11 @@ struct Regular {
 // mat2 and mat3 squares: r[i*N + j] = sum over k of a[k*N + i] * b[j*N + k].
 // mat2x3 times mat3x2 is the mat2 formula over a0..a3 and b0..b3; the other
 // elements of both operands are never read.
-// Both operands' N*N elements are copied out first: read where the host
-// holds them, each was loaded and widened again for every sum it entered.
-template <class T, int Count>
-struct Local {
-    static constexpr int size = Count;
-    T e[Count];
-    T operator[](int i) const { return e[i]; }
-};
-template <int Count, class Src>
-auto local(const Src &s) {
-    static_assert(Count <= Src::size);
-    Local<decltype(s[0]), Count> l;
-    unrolled<Count>([&]<int e>() { l.e[e] = s[e]; });
-    return l;
-}
-
 struct SquareByGroups {
     template <int N, int, int, class M, class SrcA, class SrcB>
     static void apply(M &__restrict r, const SrcA &a, const SrcB &b) {
-        const auto la = local<N * N>(a);
-        const auto lb = local<N * N>(b);
         unrolled<N>([&]<int i>() {
-            unrolled<N>([&]<int j>() { r.m[i * N + j] = dot<N, i, N, j * N, 1>(la, lb); });
+            unrolled<N>([&]<int j>() { r.m[i * N + j] = dot<N, i, N, j * N, 1>(a, b); });
         });
     }
 };

@@ -18,6 +18,10 @@
 #include "kav/abi.h"
 
 #define KAV_EXPORT __attribute__((visibility("default")))
+// The module's state is exported as well, but bound to the module's own
+// definition: the routines reach it directly rather than through the GOT
+// (a load less before every runtime call), and a host cannot copy it away.
+#define KAV_EXPORT_STATE __attribute__((visibility("protected")))
 
 // ---- Module state -----------------------------------------------------------
 
@@ -28,14 +32,14 @@ enum : int32_t {
 };
 
 extern "C" {
-KAV_EXPORT extern RuntimeInterface *kavre;
-KAV_EXPORT extern int32_t sin_tab[KAV_SIN_TAB_SIZE];
-KAV_EXPORT extern int32_t cos_tab[KAV_SIN_TAB_SIZE];
-KAV_EXPORT extern int32_t asin_tab[KAV_ASIN_TAB_SIZE];
-KAV_EXPORT extern int32_t acos_tab[KAV_ASIN_TAB_SIZE];
-KAV_EXPORT extern int32_t math_angle_unit;
-KAV_EXPORT extern uint32_t m_z;
-KAV_EXPORT extern uint32_t m_w;
+KAV_EXPORT_STATE extern RuntimeInterface *kavre;
+KAV_EXPORT_STATE extern int32_t sin_tab[KAV_SIN_TAB_SIZE];
+KAV_EXPORT_STATE extern int32_t cos_tab[KAV_SIN_TAB_SIZE];
+KAV_EXPORT_STATE extern int32_t asin_tab[KAV_ASIN_TAB_SIZE];
+KAV_EXPORT_STATE extern int32_t acos_tab[KAV_ASIN_TAB_SIZE];
+KAV_EXPORT_STATE extern int32_t math_angle_unit;
+KAV_EXPORT_STATE extern uint32_t m_z;
+KAV_EXPORT_STATE extern uint32_t m_w;
 
 KAV_EXPORT int32_t KAV_mod_math_MainLibraryProperties(const PropertiesTable *table);
 KAV_EXPORT int32_t KAV_mod_math_MainLibraryExports(const RegistrationTable *table);

@@ -42,6 +42,11 @@ typedef void (*plain_reading)(void);
 // signature read twice or unknown to the table.
 int plain_register(const char *signature, plain_reading reading);
 
+// The readings recorded, in the order they were: plain_count() of them.
+int plain_count(void);
+const char *plain_signature(int i);
+plain_reading plain_function(int i);
+
 #define PLAIN(signature) PLAIN_NUMBERED(signature, __COUNTER__)
 #define PLAIN_NUMBERED(signature, n) PLAIN_DEFINE(signature, n)
 #define PLAIN_DEFINE(signature, n)                                             \
@@ -51,13 +56,23 @@ int plain_register(const char *signature, plain_reading reading);
     static void plain_reading_##n(void)
 
 // ---- The runtime and the module's state --------------------------------------
-// Set by kav_rows before any reading runs: the runtime interface the module
-// reads through kavre, and the module's own globals.
+// Set through plain_bind before any reading runs: the runtime interface the
+// module reads through kavre, and the module's own globals. The readings are
+// a shared object of their own, as the module is, and reach these directly,
+// as the module reaches its own state.
 
-extern RuntimeInterface *plain_rt;
-extern int32_t *plain_angle_unit;  // math_angle_unit: 1 radians, else milli-degrees
-extern int32_t *plain_sin_tab, *plain_cos_tab, *plain_asin_tab, *plain_acos_tab;
-extern uint32_t *plain_m_z, *plain_m_w;
+#define PLAIN_STATE __attribute__((visibility("hidden")))
+extern PLAIN_STATE RuntimeInterface *plain_rt;
+extern PLAIN_STATE int32_t *plain_angle_unit;  // math_angle_unit: 1 radians, else milli-degrees
+extern PLAIN_STATE int32_t *plain_sin_tab, *plain_cos_tab, *plain_asin_tab, *plain_acos_tab;
+extern PLAIN_STATE uint32_t *plain_m_z, *plain_m_w;
+
+typedef struct {
+    RuntimeInterface *rt;
+    int32_t *angle_unit, *sin_tab, *cos_tab, *asin_tab, *acos_tab;
+    uint32_t *m_z, *m_w;
+} plain_module;
+void plain_bind(const plain_module *m);
 
 static inline int32_t pop_int(void) { return ((KavPopInt)plain_rt->slot[KAV_RT_POP_INT])(); }
 static inline float pop_float(void) { return ((KavPopFloat)plain_rt->slot[KAV_RT_POP_FLOAT])(); }

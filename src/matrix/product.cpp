@@ -38,23 +38,67 @@ struct Substituted {
     auto operator[](int i) const { return operand[i == From ? To : i]; }
 };
 
-// a[IA + k*SA] * b[IB + k*SB] summed for k from 0 to N-1, left to right. a and
-// b are matrix operands (or Substituted ones), read element by element.
+// Sums that advance side by side: L lanes of W, or W itself for one lane.
+template <class W, int L>
+struct lanes {
+    using type [[gnu::vector_size(L * sizeof(W))]] = W;
+};
+template <class W>
+struct lanes<W, 1> {
+    using type = W;
+};
+
+// How many sums of float elements run side by side, in doubles, when N of
+// them are independent: two where N is even (each lane rounds as a lone
+// double would). Other element types: one.
+template <class T, int N>
+inline constexpr int lane_count = std::is_same_v<T, float> && N % 2 == 0 ? 2 : 1;
+
+// Lane l stored at r.m[I + l*S], rounded to the element type.
+template <int I, int S, int L, class M, class WL>
+void store_lanes(M &__restrict r, const WL &s) {
+    using T = std::remove_reference_t<decltype(r.m[0])>;
+    if constexpr (L == 1) {
+        r.m[I] = static_cast<T>(s);
+    } else {
+        const auto t = __builtin_convertvector(s, typename lanes<T, L>::type);
+        unrolled<L>([&]<int l>() { r.m[I + l * S] = t[l]; });
+    }
+}
+
+// a[IA + k*SA] * b[IB + k*SB] summed for k from 0 to N-1, left to right, in
+// the working type; lane l of L reads a and b l*LA and l*LB elements further
+// on. a and b are matrix operands (or Substituted ones), read element by
+// element.
+template <int N, int IA, int SA, int IB, int SB, int L = 1, int LA = 0, int LB = 0, class SrcA, class SrcB>
+auto dot_lanes(const SrcA &a, const SrcB &b) {
+    static_assert(IA + (N - 1) * SA + (L - 1) * LA < SrcA::size);
+    static_assert(IB + (N - 1) * SB + (L - 1) * LB < SrcB::size);
+    using W = typename working<decltype(a[0])>::type;
+    using WL = typename lanes<W, L>::type;
+    auto term = [&]<int k>() -> WL {
+        if constexpr (L == 1)
+            return W(a[IA + k * SA]) * W(b[IB + k * SB]);
+        else
+            return WL{W(a[IA + k * SA]), W(a[IA + k * SA + LA])} * WL{W(b[IB + k * SB]), W(b[IB + k * SB + LB])};
+    };
+    WL s = term.template operator()<0>();
+    unrolled<N - 1>([&]<int k>() { s = s + term.template operator()<k + 1>(); });
+    return s;
+}
+
+// The same sum of one lane, rounded to the element type.
 template <int N, int IA, int SA, int IB, int SB, class SrcA, class SrcB>
 auto dot(const SrcA &a, const SrcB &b) {
-    static_assert(IA + (N - 1) * SA < SrcA::size && IB + (N - 1) * SB < SrcB::size);
-    using T = decltype(a[0]);
-    using W = typename working<T>::type;
-    W s = W(a[IA]) * W(b[IB]);
-    unrolled<N - 1>([&]<int k>() { s = s + W(a[IA + (k + 1) * SA]) * W(b[IB + (k + 1) * SB]); });
-    return static_cast<T>(s);
+    return static_cast<decltype(a[0])>(dot_lanes<N, IA, SA, IB, SB>(a, b));
 }
 
 // r[i*R + j] = sum over k of a[i*Q + k] * b[k*R + j]. The R sums of a row
 // advance together, each still left to right: a[i*Q + k] times row k of b.
-// Float b is widened once, before any element is stored; ints and doubles
-// are read where they stand (held in registers, the twelve-element ones
-// spilled: imat4x3 times imat3 cost 1.1 times the plain loops).
+// Float b is widened once, before any element is stored, and float sums run
+// two side by side where R is even; int and double b are read where they
+// stand (a copy of an int operand was spilled: imat4x3 times imat3 cost 1.1
+// times the plain loops).
 struct Regular {
     template <int P, int Q, int R, class M, class SrcA, class SrcB>
     static void apply(M &__restrict r, const SrcA &a, const SrcB &b) {
@@ -62,30 +106,40 @@ struct Regular {
         using T = decltype(a[0]);
         using W = typename working<T>::type;
         constexpr bool widen = std::is_same_v<T, float>;
+        constexpr int L = lane_count<T, R>;
+        using WL = typename lanes<W, L>::type;
         W wb[widen ? Q * R : 1];
         if constexpr (widen) unrolled<Q * R>([&]<int e>() { wb[e] = W(b[e]); });
-        auto bw = [&]<int e>() { if constexpr (widen) return wb[e]; else return W(b[e]); };
+        // Elements e .. e+L-1 of b, in the working type.
+        auto row_part = [&]<int e>() -> WL {
+            if constexpr (L == 2) return WL{wb[e], wb[e + 1]};
+            else if constexpr (widen) return wb[e];
+            else return W(b[e]);
+        };
         unrolled<P>([&]<int i>() {
-            W s[R];
-            unrolled<R>([&]<int j>() { s[j] = W(a[i * Q]) * bw.template operator()<j>(); });
+            WL s[R / L];
+            unrolled<R / L>([&]<int h>() { s[h] = W(a[i * Q]) * row_part.template operator()<L * h>(); });
             unrolled<Q - 1>([&]<int k>() {
-                unrolled<R>([&]<int j>() {
-                    s[j] = s[j] + W(a[i * Q + k + 1]) * bw.template operator()<(k + 1) * R + j>();
+                unrolled<R / L>([&]<int h>() {
+                    s[h] = s[h] + W(a[i * Q + k + 1]) * row_part.template operator()<(k + 1) * R + L * h>();
                 });
             });
-            unrolled<R>([&]<int j>() { r.m[i * R + j] = static_cast<T>(s[j]); });
+            unrolled<R / L>([&]<int h>() { store_lanes<i * R + L * h, 1, L>(r, s[h]); });
         });
     }
 };
 
 // mat2 and mat3 squares: r[i*N + j] = sum over k of a[k*N + i] * b[j*N + k].
 // mat2x3 times mat3x2 is the mat2 formula over a0..a3 and b0..b3; the other
-// elements of both operands are never read.
+// elements of both operands are never read. Consecutive i side by side.
 struct SquareByGroups {
     template <int N, int, int, class M, class SrcA, class SrcB>
     static void apply(M &__restrict r, const SrcA &a, const SrcB &b) {
-        unrolled<N>([&]<int i>() {
-            unrolled<N>([&]<int j>() { r.m[i * N + j] = dot<N, i, N, j * N, 1>(a, b); });
+        constexpr int L = lane_count<decltype(a[0]), N>;
+        unrolled<N / L>([&]<int h>() {
+            unrolled<N>([&]<int j>() {
+                store_lanes<L * h * N + j, N, L>(r, dot_lanes<N, L * h, N, j * N, 1, L, 1, 0>(a, b));
+            });
         });
     }
 };

@@ -15,9 +15,13 @@ struct Sqrt {
 };
 
 // 1 / sqrt(x) with the root of the argument's precision. Zero gives +inf, a
-// negative argument NaN; nothing is checked.
+// negative argument NaN; nothing is checked. For a float root the quotient
+// is taken in single precision: the double quotient of two floats, rounded
+// to float, is the float quotient itself (a double carries more than
+// 2 x 24 + 2 bits, so the second rounding cannot differ), and so is an x87
+// quotient rounded to float.
 struct InverseSqrt {
-    double operator()(float x) const { return 1.0 / Sqrt{}(x); }
+    float operator()(float x) const { return 1.0f / Sqrt{}(x); }
     double operator()(double x) const { return 1.0 / Sqrt{}(x); }
 };
 

@@ -39,15 +39,21 @@ struct MillidegreesToDegrees {
 // A plain product carried at extended precision, rounded once to the
 // component type when it is set; no range test. For a float the double
 // product rounds to the same float: each of the 2^32 floats was checked with
-// both factors. Not so for doubles.
+// both factors. Not so for doubles. The factor is part of the type, so that
+// each routine has its own copy of the form with the factor a constant (one
+// form shared by both factors took it through a pointer, after a jump).
+template <class Factor>
 struct Scale {
     static constexpr bool rolled = true;  // the x87 products: as for library calls
-    double factor;
-    double operator()(float v) const { return double{v} * factor; }
-    long double operator()(double v) const { return static_cast<long double>(v) * factor; }
+    double operator()(float v) const { return double{v} * Factor::value; }
+    long double operator()(double v) const { return static_cast<long double>(v) * Factor::value; }
 };
-constexpr Scale DEGREES_TO_RADIANS{0.017453292519943295};
-constexpr Scale RADIANS_TO_DEGREES{57.29577951308232};
+struct RadiansPerDegree {
+    static constexpr double value = 0.017453292519943295;
+};
+struct DegreesPerRadian {
+    static constexpr double value = 57.29577951308232;
+};
 
 }  // namespace
 
@@ -55,5 +61,5 @@ KAV_INT_ROUTINES(KAV_degtomilI, degtomil, unary, DegreesToMillidegrees{})
 KAV_FLOATING_ROUTINES(degtomil, unary, DegreesToMillidegrees{})
 KAV_INT_ROUTINES(KAV_miltodegI, miltodeg, unary, MillidegreesToDegrees{})
 KAV_FLOATING_ROUTINES(miltodeg, unary, MillidegreesToDegrees{})
-KAV_FLOATING_ROUTINES(degtorad, unary, DEGREES_TO_RADIANS)
-KAV_FLOATING_ROUTINES(radtodeg, unary, RADIANS_TO_DEGREES)
+KAV_FLOATING_ROUTINES(degtorad, unary, Scale<RadiansPerDegree>{})
+KAV_FLOATING_ROUTINES(radtodeg, unary, Scale<DegreesPerRadian>{})

@@ -18,10 +18,12 @@
 #include "kav/abi.h"
 
 #define KAV_EXPORT __attribute__((visibility("default")))
-// The module's state is exported as well, but bound to the module's own
-// definition: the routines reach it directly rather than through the GOT
-// (a load less before every runtime call), and a host cannot copy it away.
-#define KAV_EXPORT_STATE __attribute__((visibility("protected")))
+// The module's state: the code names hidden objects, which the compiler
+// reaches directly, as it reaches its own statics (an exported object is
+// reached through the GOT, a load more before every runtime call), and
+// KAV_EXPORT_STATE gives each object its exported name as an alias.
+#define KAV_STATE(name) asm("kav_state_" #name) __attribute__((visibility("hidden")))
+#define KAV_EXPORT_STATE(name) asm(#name) __attribute__((alias("kav_state_" #name), visibility("default")))
 
 // ---- Module state -----------------------------------------------------------
 
@@ -32,14 +34,14 @@ enum : int32_t {
 };
 
 extern "C" {
-KAV_EXPORT_STATE extern RuntimeInterface *kavre;
-KAV_EXPORT_STATE extern int32_t sin_tab[KAV_SIN_TAB_SIZE];
-KAV_EXPORT_STATE extern int32_t cos_tab[KAV_SIN_TAB_SIZE];
-KAV_EXPORT_STATE extern int32_t asin_tab[KAV_ASIN_TAB_SIZE];
-KAV_EXPORT_STATE extern int32_t acos_tab[KAV_ASIN_TAB_SIZE];
-KAV_EXPORT_STATE extern int32_t math_angle_unit;
-KAV_EXPORT_STATE extern uint32_t m_z;
-KAV_EXPORT_STATE extern uint32_t m_w;
+extern RuntimeInterface *kavre KAV_STATE(kavre);
+extern int32_t sin_tab[KAV_SIN_TAB_SIZE] KAV_STATE(sin_tab);
+extern int32_t cos_tab[KAV_SIN_TAB_SIZE] KAV_STATE(cos_tab);
+extern int32_t asin_tab[KAV_ASIN_TAB_SIZE] KAV_STATE(asin_tab);
+extern int32_t acos_tab[KAV_ASIN_TAB_SIZE] KAV_STATE(acos_tab);
+extern int32_t math_angle_unit KAV_STATE(math_angle_unit);
+extern uint32_t m_z KAV_STATE(m_z);
+extern uint32_t m_w KAV_STATE(m_w);
 
 KAV_EXPORT int32_t KAV_mod_math_MainLibraryProperties(const PropertiesTable *table);
 KAV_EXPORT int32_t KAV_mod_math_MainLibraryExports(const RegistrationTable *table);

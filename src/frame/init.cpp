@@ -15,6 +15,14 @@ int32_t acos_tab[KAV_ASIN_TAB_SIZE];
 int32_t math_angle_unit = kav::DEGREE_UNIT;
 uint32_t m_z = 362436069;
 uint32_t m_w = 521288629;
+
+extern int32_t exported_sin_tab[KAV_SIN_TAB_SIZE] KAV_EXPORT_STATE(sin_tab);
+extern int32_t exported_cos_tab[KAV_SIN_TAB_SIZE] KAV_EXPORT_STATE(cos_tab);
+extern int32_t exported_asin_tab[KAV_ASIN_TAB_SIZE] KAV_EXPORT_STATE(asin_tab);
+extern int32_t exported_acos_tab[KAV_ASIN_TAB_SIZE] KAV_EXPORT_STATE(acos_tab);
+extern int32_t exported_math_angle_unit KAV_EXPORT_STATE(math_angle_unit);
+extern uint32_t exported_m_z KAV_EXPORT_STATE(m_z);
+extern uint32_t exported_m_w KAV_EXPORT_STATE(m_w);
 }
 
 namespace {

@@ -5,6 +5,7 @@
 
 extern "C" {
 RuntimeInterface *kavre = nullptr;
+extern RuntimeInterface *exported_kavre KAV_EXPORT_STATE(kavre);
 }
 
 namespace {

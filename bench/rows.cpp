@@ -10,12 +10,14 @@
 // the reference host, is typical too (no error, no NaN, infinity or
 // subnormal, no int -2147483648), in the milli-degree unit (--radians: the
 // radian unit). The module's routine and the plain reading each answer that
-// call once, and must pop, answer and write back the same; then 2 x 5 runs of
-// N calls each (100,000 by default), interleaved, module first in the first
-// five and plain first in the last five; each side's least run counts. Rows
-// above the limit are measured so again after the others, up to four more
-// passes. The program runs itself
-// without address randomisation, so that one build lays out alike each run.
+// call once, and must pop, answer and write back the same; then each side is
+// timed over runs of N calls (100,000 by default) from each of 8 copies of
+// the timing loop, placed 8 bytes apart in a 64-byte line, 2 runs a copy,
+// interleaved (module first, then plain first), each run at another stack
+// depth. A side's cost is the median over the copies of its least run from
+// each. Rows above the limit are measured so again after the others, up to
+// four more passes. The program runs itself without address randomisation,
+// so that one build lays out alike each run.
 //
 // Prints a line per row, per family (script name) and a last summary line;
 // exits 0 when no covered row costs more than X (1.10) times its plain
@@ -53,7 +55,7 @@ struct Options {
     bool args = false;
 };
 
-constexpr int kRounds = 2, kRunsPerRound = 5;
+constexpr int kPlacements = 8, kRunsPerPlacement = 2;
 
 // ---- Choosing the call -----------------------------------------------------
 
@@ -124,7 +126,8 @@ struct Row {
     plain_reading plain;
     Chosen call;
     std::vector<Preload> args;
-    double module_ns = 0, plain_ns = 0;
+    double module_best[kPlacements], plain_best[kPlacements];  // least run from each copy
+    double module_ns = 0, plain_ns = 0;                          // their medians
     std::string disagreement;  // how the reading's answer differs, if it does
     double ratio() const { return module_ns / plain_ns; }
 };
@@ -167,18 +170,27 @@ std::string compare(const Outcome &m, const Outcome &p) {
     return {};
 }
 
+// The timing loop, Place x 8 bytes into a 64-byte line. Where the loop's
+// call lies against the routine's own branches moves a routine of a few ns
+// by a cycle either way (abs(I): identical instructions on both sides, from
+// 1.00x to 1.19x as the loop moved), so each side is timed from every place.
+template <int Place>
 [[gnu::noinline]] double time_ns(KavProc fn, long calls) {
     const auto t0 = std::chrono::steady_clock::now();
+    asm volatile(".p2align 6");
+    if constexpr (Place > 0) asm volatile(".skip %c0, 0x90" ::"i"(Place * 8));
     for (long i = 0; i < calls; ++i) Stub::call(fn);
     const auto t1 = std::chrono::steady_clock::now();
     return std::chrono::duration<double, std::nano>(t1 - t0).count() / static_cast<double>(calls);
 }
 
-// The same, with the stack pushed `depth` bytes further down.
-[[gnu::noinline]] double time_ns_at(KavProc fn, long calls, std::size_t depth) {
+// The same from copy `place`, with the stack pushed `depth` bytes further down.
+[[gnu::noinline]] double time_ns_at(KavProc fn, long calls, int place, std::size_t depth) {
+    static double (*const copies[kPlacements])(KavProc, long) = {
+        time_ns<0>, time_ns<1>, time_ns<2>, time_ns<3>, time_ns<4>, time_ns<5>, time_ns<6>, time_ns<7>};
     volatile unsigned char *pad = static_cast<unsigned char *>(__builtin_alloca(depth + 1));
     pad[0] = 0;
-    return time_ns(fn, calls);
+    return copies[place](fn, calls);
 }
 
 // The row's reading checked against the module on the fixed call.
@@ -188,40 +200,46 @@ void check(Row &r, const Options &o) {
     restore(s);
 }
 
-// 2 x 5 runs a side, interleaved; each side keeps its least run so far.
-// Each run of a pass pushes the stack down by a different amount, the same
-// for both sides: where a routine's stack slots fall against the arguments
-// and results, 4 KiB apart, stalls its loads on a false dependence (up to
-// twice the cost), which says where the harness put them, not what the
-// routine costs.
+double median(std::vector<double> v);
+
+// 2 runs a side from each copy of the timing loop, interleaved; each side
+// keeps its least run from each copy, and its cost is their median. Each
+// run of a pass pushes the stack down by a different amount, the same for
+// both sides: where a routine's stack slots fall against the arguments and
+// results, 4 KiB apart, stalls its loads on a false dependence (up to twice
+// the cost), which says where the harness put them, not what the routine
+// costs.
 void measure(Row &r, const Options &o, int pass) {
     const State s{o.unit, *m_z, *m_w};
-    for (int round = 0; round < kRounds; ++round)
-        for (int run = 0; run < kRunsPerRound; ++run)
+    for (int place = 0; place < kPlacements; ++place)
+        for (int run = 0; run < kRunsPerPlacement; ++run)
             for (int side = 0; side < 2; ++side) {
-                const bool module_side = (side == 0) == (round == 0);
+                const bool module_side = (side == 0) == (run == 0);
                 restore(s);
                 Stub::load(r.args);
-                double &best = module_side ? r.module_ns : r.plain_ns;
+                double &best = (module_side ? r.module_best : r.plain_best)[place];
                 // 400 is 25 steps of 16 bytes: the depths k * 400 % 4096 run
                 // through 256 different ones before any comes again.
-                const int k = (pass * kRounds + round) * kRunsPerRound + run;
+                const int k = (pass * kPlacements + place) * kRunsPerPlacement + run;
                 const std::size_t depth = static_cast<std::size_t>(k) * 400 % 4096;
-                best = std::min(best, time_ns_at(module_side ? r.row->routine : r.plain, o.calls, depth));
+                best = std::min(best, time_ns_at(module_side ? r.row->routine : r.plain, o.calls, place, depth));
             }
     restore(s);
+    r.module_ns = median({r.module_best, r.module_best + kPlacements});
+    r.plain_ns = median({r.plain_best, r.plain_best + kPlacements});
 }
 
 // Every row once, then the rows still above the limit again, up to four
 // more passes. On a shared machine a row of a few ns can run a cycle slow
 // on either side for as long as a whole measurement takes, so a second look
-// comes after the other rows, not at once. Both sides keep their least run of all, so a real cost
-// stays.
+// comes after the other rows, not at once. Both sides keep their least runs
+// of all, so a real cost stays.
 // Returns how many rows the first pass left above the limit.
 int measure_all(std::vector<Row> &rows, const Options &o) {
     for (Row &r : rows) {
         check(r, o);
-        r.module_ns = r.plain_ns = 1e300;
+        std::fill_n(r.module_best, kPlacements, 1e300);
+        std::fill_n(r.plain_best, kPlacements, 1e300);
     }
     int first_pass_above = 0;
     for (int pass = 0; pass < 5; ++pass) {
@@ -304,7 +322,7 @@ int run(int argc, char **argv) {
             missing.push_back(&row);
             continue;
         }
-        Row r{&row, found->second, choose_call(*module, row, o.unit), {}, 0, 0, {}};
+        Row r{&row, found->second, choose_call(*module, row, o.unit), {}, {}, {}, 0, 0, {}};
         for (const host::Value &v : r.call.values) r.args.push_back(preload(v));
         rows.push_back(std::move(r));
     }
@@ -319,8 +337,9 @@ int run(int argc, char **argv) {
                              symbol("acos_tab"), m_z, m_w};
     plain_bind(&bound);
 
-    std::printf("kav_rows: %s, %s unit; %ld calls a run, least of %d x %d runs a side\n",
-                o.lib.c_str(), o.unit ? "radian" : "milli-degree", o.calls, kRounds, kRunsPerRound);
+    std::printf("kav_rows: %s, %s unit; %ld calls a run; a side's cost: the median over %d places of "
+                "the timing loop of the least of %d runs from each\n",
+                o.lib.c_str(), o.unit ? "radian" : "milli-degree", o.calls, kPlacements, kRunsPerPlacement);
     std::printf("%-44s %10s %10s %7s\n", "row", "module ns", "plain ns", "ratio");
     std::fflush(stdout);  // the rows print once every pass is done
     const int first_pass_above = measure_all(rows, o);

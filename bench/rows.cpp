@@ -200,7 +200,11 @@ void check(Row &r, const Options &o) {
     restore(s);
 }
 
-double median(std::vector<double> v);
+double median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    const std::size_t n = v.size();
+    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
+}
 
 // 2 runs a side from each copy of the timing loop, interleaved; each side
 // keeps its least run from each copy, and its cost is their median. Each
@@ -252,12 +256,6 @@ int measure_all(std::vector<Row> &rows, const Options &o) {
 }
 
 // ---- Report ----------------------------------------------------------------------
-
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    const std::size_t n = v.size();
-    return n % 2 ? v[n / 2] : (v[n / 2 - 1] + v[n / 2]) / 2;
-}
 
 std::string arguments(const Chosen &c) {
     std::string out;

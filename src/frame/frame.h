@@ -21,9 +21,12 @@
 // The module's state: the code names hidden objects, which the compiler
 // reaches directly, as it reaches its own statics (an exported object is
 // reached through the GOT, a load more before every runtime call), and
-// KAV_EXPORT_STATE gives each object its exported name as an alias.
+// KAV_EXPORT_STATE, next to the definition, gives the object its exported
+// name as an alias.
 #define KAV_STATE(name) asm("kav_state_" #name) __attribute__((visibility("hidden")))
-#define KAV_EXPORT_STATE(name) asm(#name) __attribute__((alias("kav_state_" #name), visibility("default")))
+#define KAV_EXPORT_STATE(name)                                                                \
+    extern decltype(name) exported_##name asm(#name)                                          \
+        __attribute__((alias("kav_state_" #name), visibility("default")));
 
 // ---- Module state -----------------------------------------------------------
 

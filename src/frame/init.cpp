@@ -1,5 +1,6 @@
-// Initialisation: the random seeds, the integer trigonometry tables and the
-// angle unit; and the two script functions that read and set the unit.
+// The module's state and its initialisation: the runtime interface, the
+// random seeds, the integer trigonometry tables and the angle unit; and the
+// two script functions that read and set the unit.
 #include <bit>
 #include <cmath>
 #include <cstdlib>
@@ -8,6 +9,7 @@
 #include "frame.h"
 
 extern "C" {
+RuntimeInterface *kavre = nullptr;
 int32_t sin_tab[KAV_SIN_TAB_SIZE];
 int32_t cos_tab[KAV_SIN_TAB_SIZE];
 int32_t asin_tab[KAV_ASIN_TAB_SIZE];
@@ -16,13 +18,14 @@ int32_t math_angle_unit = kav::DEGREE_UNIT;
 uint32_t m_z = 362436069;
 uint32_t m_w = 521288629;
 
-extern int32_t exported_sin_tab[KAV_SIN_TAB_SIZE] KAV_EXPORT_STATE(sin_tab);
-extern int32_t exported_cos_tab[KAV_SIN_TAB_SIZE] KAV_EXPORT_STATE(cos_tab);
-extern int32_t exported_asin_tab[KAV_ASIN_TAB_SIZE] KAV_EXPORT_STATE(asin_tab);
-extern int32_t exported_acos_tab[KAV_ASIN_TAB_SIZE] KAV_EXPORT_STATE(acos_tab);
-extern int32_t exported_math_angle_unit KAV_EXPORT_STATE(math_angle_unit);
-extern uint32_t exported_m_z KAV_EXPORT_STATE(m_z);
-extern uint32_t exported_m_w KAV_EXPORT_STATE(m_w);
+// Every exported object of the export list, under its exported name.
+#define KAV_UNBOUND(fn, ...)
+#define KAV_ENTRY(fn)
+#define KAV_DATA(name) KAV_EXPORT_STATE(name)
+#include "exports.def"
+#undef KAV_UNBOUND
+#undef KAV_ENTRY
+#undef KAV_DATA
 }
 
 namespace {

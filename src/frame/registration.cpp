@@ -3,11 +3,6 @@
 
 #include "frame.h"
 
-extern "C" {
-RuntimeInterface *kavre = nullptr;
-extern RuntimeInterface *exported_kavre KAV_EXPORT_STATE(kavre);
-}
-
 namespace {
 
 const IntConstant int_constants[] = {
